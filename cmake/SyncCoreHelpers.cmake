@@ -1,0 +1,92 @@
+# Small functions that every area file uses, so that adding a test, a
+# benchmark, a fuzz target or a tool command is one call.
+
+if(SYNCCORE_SANITIZE)
+    add_compile_options(-fsanitize=${SYNCCORE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+    add_link_options(-fsanitize=${SYNCCORE_SANITIZE})
+endif()
+
+# Warnings are errors on our own code only; third-party headers come in as
+# system includes and stay out of it.
+function(synccore_warnings target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
+endfunction()
+
+# synccore_add_test(name SOURCES f.cpp... [LIBS lib...] [CONCURRENT] [TIMEOUT s])
+# One GoogleTest executable, run by CTest. CONCURRENT marks the tests that the
+# ThreadSanitizer build runs.
+function(synccore_add_test name)
+    if(NOT SYNCCORE_BUILD_TESTS)
+        return()
+    endif()
+    cmake_parse_arguments(T "CONCURRENT" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
+    add_executable(${name} ${T_SOURCES})
+    target_link_libraries(${name} PRIVATE synccore_testsupport ${T_LIBS})
+    target_precompile_headers(${name} REUSE_FROM synccore_testsupport)
+    synccore_warnings(${name})
+    add_test(NAME ${name} COMMAND ${name})
+    if(NOT T_TIMEOUT)
+        set(T_TIMEOUT 300)
+    endif()
+    set(labels unit)
+    if(T_CONCURRENT)
+        list(APPEND labels concurrent)
+        add_dependencies(synccore_concurrent_tests ${name})
+    endif()
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${labels}")
+endfunction()
+
+# synccore_add_test_helper(name SOURCES f.cpp... [LIBS lib...])
+# A small program that tests start as a real child process.
+function(synccore_add_test_helper name)
+    if(NOT SYNCCORE_BUILD_TESTS)
+        return()
+    endif()
+    cmake_parse_arguments(T "" "" "SOURCES;LIBS" ${ARGN})
+    add_executable(${name} ${T_SOURCES})
+    target_link_libraries(${name} PRIVATE KvSyncCore Qt6::Core ${T_LIBS})
+    synccore_warnings(${name})
+    add_dependencies(synccore_concurrent_tests ${name})
+endfunction()
+
+# synccore_add_fuzz(name SOURCES f.cpp... [LIBS lib...])
+# With SYNCCORE_BUILD_FUZZERS (clang), a libFuzzer executable; in every test
+# build, a CTest case that replays fuzz/corpus/<name>/ and a fixed set of
+# pseudo-random inputs through the same entry point.
+function(synccore_add_fuzz name)
+    cmake_parse_arguments(T "" "" "SOURCES;LIBS" ${ARGN})
+    if(SYNCCORE_BUILD_FUZZERS)
+        add_executable(${name} ${T_SOURCES})
+        target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
+        target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+        target_link_libraries(${name} PRIVATE KvSyncCore Qt6::Core ${T_LIBS})
+        add_dependencies(synccore_fuzzers ${name})
+    endif()
+    if(SYNCCORE_BUILD_TESTS)
+        add_executable(${name}_replay ${T_SOURCES} ${PROJECT_SOURCE_DIR}/fuzz/replaymain.cpp)
+        target_link_libraries(${name}_replay PRIVATE KvSyncCore Qt6::Core ${T_LIBS})
+        synccore_warnings(${name}_replay)
+        add_test(NAME ${name}_replay
+            COMMAND ${name}_replay ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
+        set_tests_properties(${name}_replay PROPERTIES TIMEOUT 300 LABELS "fuzz")
+    endif()
+endfunction()
+
+# synccore_add_bench(name SOURCES f.cpp... [LIBS lib...])
+function(synccore_add_bench name)
+    if(NOT SYNCCORE_BUILD_BENCHMARKS)
+        return()
+    endif()
+    cmake_parse_arguments(T "" "" "SOURCES;LIBS" ${ARGN})
+    add_executable(${name} ${T_SOURCES})
+    target_link_libraries(${name} PRIVATE KvSyncCore Qt6::Core benchmark::benchmark ${T_LIBS})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/bench)
+    add_dependencies(synccore_benchmarks ${name})
+endfunction()
+
+# synccore_add_tool_sources(f.cpp...): commands of the synccore tool.
+function(synccore_add_tool_sources)
+    if(SYNCCORE_BUILD_TOOLS)
+        target_sources(synccore PRIVATE ${ARGN})
+    endif()
+endfunction()

@@ -1,0 +1,1 @@
+# files: sources, tool commands, tests, benchmarks and fuzz targets of this area.

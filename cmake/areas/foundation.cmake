@@ -1,0 +1,37 @@
+# Foundation: namespace, exception, scope guard, constants, logging.
+
+target_sources(KvSyncInterfaces PRIVATE
+    interfaces/SyncNamespace.h)
+
+target_sources(KvSyncCore PRIVATE
+    Sync/SyncCore/SyncException.cpp
+    Sync/SyncCore/Finally.cpp
+    Sync/SyncCore/Consts.cpp
+    Sync/SyncCore/LoggingConfigurator.cpp
+    Sync/SyncCore/ScopeLogger.cpp
+    platform/Platform.h)
+
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    target_sources(KvSyncCore PRIVATE platform/Platform_linux.cpp)
+endif()
+
+synccore_add_tool_sources(
+    tools/synccore/main.cpp
+    tools/synccore/Command.h
+    tools/synccore/Command.cpp
+    tools/synccore/CommandsFoundation.cpp)
+
+synccore_add_test(coretypestest SOURCES tests/coretypestest.cpp)
+synccore_add_test(loggingconfiguratortest SOURCES tests/loggingconfiguratortest.cpp)
+synccore_add_test(packagetest SOURCES tests/packagetest.cpp TIMEOUT 600)
+if(TARGET packagetest)
+    target_compile_definitions(packagetest PRIVATE
+        CMAKE_COMMAND="${CMAKE_COMMAND}"
+        LIBDIR="${CMAKE_INSTALL_LIBDIR}"
+        SYNCCORE_SANITIZE_FLAGS="${SYNCCORE_SANITIZE}")
+    # The tool and the libraries must be built before they can be installed.
+    add_dependencies(packagetest KvSyncCore KvSyncInterfaces)
+    if(TARGET synccore)
+        add_dependencies(packagetest synccore)
+    endif()
+endif()

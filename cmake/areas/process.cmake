@@ -1,0 +1,1 @@
+# process: sources, tool commands, tests, benchmarks and fuzz targets of this area.

@@ -1,0 +1,1 @@
+# sync: sources, tool commands, tests, benchmarks and fuzz targets of this area.

@@ -1,0 +1,49 @@
+#pragma once
+
+// Helpers shared by the tests: temporary folders, child processes, files.
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+namespace testutil {
+
+/// A fresh temporary folder, removed when the object goes away.
+class TempDir
+{
+public:
+    TempDir();
+    QString path() const;
+    /// Absolute path of a relative name inside the folder.
+    QString filePath(const QString& relative) const;
+    /// Writes bytes to a file (creating parent folders) and returns its absolute path.
+    QString write(const QString& relative, const QByteArray& content) const;
+
+private:
+    QTemporaryDir _dir;
+};
+
+/// Result of a finished child process.
+struct ProcessResult
+{
+    int exitCode = -1;     ///< exit code, or -1 when it did not exit normally
+    int signal = 0;        ///< terminating signal, 0 when it exited
+    QByteArray out;
+    QByteArray err;
+};
+
+/// Runs a program to completion (timeout in milliseconds) and returns what it did.
+ProcessResult run(const QString& program, const QStringList& args, int timeoutMs = 60000,
+                  const QStringList& extraEnv = {});
+
+/// Path of an executable built beside the tests (a test helper or the tool).
+QString builtExecutable(const QString& name);
+
+/// Reads a whole file; empty when it cannot be read.
+QByteArray readFile(const QString& path);
+
+/// True when a program is on PATH.
+bool haveProgram(const QString& name);
+
+} // namespace testutil
