@@ -1,1 +1,8 @@
-# text: sources, tool commands, tests, benchmarks and fuzz targets of this area.
+# Text: string utilities, path algebra, durations, sizes and enumerations.
+
+target_sources(KvSyncCore PRIVATE
+    CloudUtil/StringUtil.cpp
+    CloudUtil/StringUtil.h
+    CloudUtil/GeneralUtil.h)
+
+synccore_add_test(stringutiltest SOURCES tests/stringutiltest.cpp)
