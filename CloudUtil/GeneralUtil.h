@@ -29,6 +29,114 @@ public:
     // Path algebra (GeneralUtil_paths.cpp)
     // -----------------------------------------------------------------------
 
+    // Every function here works on path text and accepts both '/' and backslash,
+    // drive prefixes ("C:") and network prefixes ("//"); only the relative and
+    // absolute conversions look at the file system. Kept on purpose: all
+    // comparisons between paths are case-insensitive, because the file systems
+    // served are; only the search for ':' and the replacement of backslashes are
+    // case-sensitive. The separator that the functions write is '/'.
+
+    /// The network-path prefix, "//".
+    static const QString kUncPathPrefixFrontSlashes;
+    /// The characters that FixInvalidCharsInFileName() replaces: backslash, / : * ? " < > |
+    static const QString kInvalidFileNameChars;
+
+    /**
+     * @brief Normalises a path: no runs of '/', no "." or ".." components and no
+     * trailing '/' except on the root ("/").
+     *
+     * Outer white space is trimmed before cleaning; an empty path stays empty.
+     * A text whose first ':' stands at position 2 or later (a URL such as
+     * "abc://x") only gets every backslash turned into '/': no trimming, no cleaning.
+     * Kept on purpose: on other paths backslashes stay as written.
+     * Kept on purpose: the trimming happens once, before cleaning, so a result
+     * whose first or last component starts or ends with a space ("./ a" gives
+     * " a") changes again when cleaned a second time.
+     */
+    static QString CleanPath(const QString& path);
+
+    /// Debug hook: always true, examines nothing. Callers wrap it in assertions.
+    static bool AssertCleanPath(QString path);
+    /// Debug hook: always true, examines nothing. Callers wrap it in assertions.
+    static bool AssertCleanPath(const QStringList& paths);
+
+    /**
+     * @brief Absolute form of @p path, taken relative to @p base.
+     *
+     * An absolute @p path is only cleaned. Otherwise it is joined to @p base, or
+     * to the folder that holds @p base when @p baseIsFile, and cleaned. @p base
+     * need not exist; a relative @p base is taken from the current folder when
+     * @p baseIsFile.
+     */
+    static QString RelativeToAbsolutePath(const QString& path, const QString& base,
+                                          bool baseIsFile);
+
+    /**
+     * @brief Form of the absolute @p path relative to @p base (or to the folder
+     * that holds it when @p baseIsFile); may start with "../".
+     *
+     * A relative @p path is returned cleaned, as it is already relative. @p base
+     * need not exist. This comparison follows the file system's case rules.
+     */
+    static QString AbsoluteToRelativePath(const QString& path, const QString& base,
+                                          bool baseIsFile);
+
+    /**
+     * @brief True when @p child lies strictly below @p parent (case-insensitive).
+     *
+     * Both are cleaned first. "/a/b" is the parent of "/A/B/c" but not of
+     * "/a/bc". Kept on purpose: a root parent loses its slash before the
+     * comparison, so "/" (and the empty path) is the parent of every absolute
+     * path, "/" itself included.
+     */
+    static bool IsParentPath(const QString& parent, const QString& child);
+
+    /// True when IsParentPath(), or when both cleaned paths are equal (case-insensitive).
+    static bool IsParentOrSamePath(const QString& parent, const QString& child);
+
+    /**
+     * @brief The longest common leading run of components of two paths, or ""
+     * when they have none.
+     *
+     * Empty paths and URL-like texts (first ':' at position 2 or later) give "".
+     * Two drive paths must share the drive ("c:/a/b" and "C:/A/x" give "c:/a");
+     * the spelling is that of the path with fewer components.
+     * Kept on purpose: two plain absolute paths give their common part without
+     * the leading '/' ("/Users/a/b" and "/users/A/c" give "Users/a"); callers
+     * test it for emptiness or compare it with like results.
+     * Kept on purpose: only the first path's prefix is checked; when the first
+     * has no drive, the second's drive is skipped without comparison. The final
+     * cleaning folds a network prefix to a single '/'.
+     */
+    static QString GetCommonParentPath(const QString& path1, const QString& path2);
+
+    /// True when GetCommonParentPath() is not empty.
+    static bool HasCommonParentPath(const QString& path1, const QString& path2);
+
+    /**
+     * @brief The part of @p path below @p parent, without a leading '/'.
+     *
+     * "" when both are the same path (case-insensitive). Kept on purpose: when
+     * @p path is not below @p parent, the result is @p path as given, not
+     * cleaned, only stripped of leading slashes ("/b/c" under "/a" gives "b/c").
+     */
+    static QString GetSubPath(const QString& parent, const QString& path);
+
+    /// The cleaned path up to and including its first ':' ("C:" for "C:/dir"), else "".
+    static QString GetDrive(const QString& path);
+
+    /// True when @p path starts with two characters that are each '/' or a backslash.
+    static bool IsUNCPath(const QString& path);
+
+    /**
+     * @brief @p name with each character of kInvalidFileNameChars replaced by
+     * @p replacement (an empty replacement deletes them).
+     *
+     * Kept on purpose: backslashes are replaced in a second, literal pass over
+     * the result, so backslashes inside @p replacement itself are replaced too.
+     */
+    static QString FixInvalidCharsInFileName(const QString& name, const QString& replacement);
+
     // (end of path algebra)
 
     // -----------------------------------------------------------------------
@@ -40,6 +148,129 @@ public:
     // -----------------------------------------------------------------------
     // Durations, sizes and enumerations (GeneralUtil_values.cpp)
     // -----------------------------------------------------------------------
+
+    /**
+     * @brief One row of an enumeration's name table.
+     *
+     * A name table is a plain array of rows with a separate count, owned by the
+     * caller (usually a static table next to the enumeration) and searched in
+     * array order. For flag enumerations each value is a single bit.
+     */
+    struct EnumValueName
+    {
+        qint32 value;
+        QString name;
+    };
+
+    /**
+     * @brief Splits an ISO 8601 duration ("P1Y2M3DT4H5M6.5S") into its fields.
+     *
+     * The duration is searched for anywhere in @p text ("xxPT5M" gives 5
+     * minutes). Every field is set to 0 first; false for an empty text, no
+     * match, or a count that does not fit an int (fields converted before it
+     * keep their values). Only the seconds may carry a fraction.
+     * Kept on purpose: the "T" is required, so a date-only duration ("P3D")
+     * gives false; the server writes "P3DT".
+     */
+    static bool ParseDuration(const QString& text, int& years, int& months, int& days,
+                              int& hours, int& minutes, double& seconds);
+
+    /**
+     * @brief An ISO 8601 duration as one number of seconds (0 and false on failure).
+     *
+     * A month counts as 30 days and a year as 365 days. Kept on purpose: the
+     * whole minutes, hours, days, months and years are summed in signed 32-bit
+     * arithmetic and wrap on overflow (100 years give a negative total); the
+     * seconds are added afterwards.
+     */
+    static bool ParseDuration(const QString& text, double& totalSeconds);
+
+    /**
+     * @brief A duration in one unit, its count truncated: "3 day(s)",
+     * "2 hour(s)", "59 minute(s)", "1 second(s)", "999 milliseconds".
+     *
+     * Kept on purpose: hours are shown only from two hours on, so 60 to 119
+     * minutes are shown as minutes. The whole seconds are taken as a 32-bit
+     * number; below one second (and for negative durations) the text shows the
+     * milliseconds left over. Numbers are plain decimal, whatever the locale.
+     */
+    static QString MilliSecondsToDisplayString(qint64 milliseconds);
+
+    /**
+     * @brief A byte count in units of 1024: "1023 bytes", "1.50 KB", "2.0 MB", "5120.00 GB".
+     *
+     * Counts below 1024 (negative ones too) are shown as whole bytes; otherwise
+     * the quotient is written with @p precision digits after a '.' (none for
+     * 0), whatever the locale. There is no unit above GB.
+     */
+    static QString BytesToString(qint64 bytes, int precision);
+
+    /// The value of every set bit of @p mask, lowest first (bit 31 gives INT_MIN).
+    static QList<int> GetOneBits(int mask);
+
+    /**
+     * @brief The name of @p value in @p table; for flags, the names of all rows
+     * that share a bit with @p value, joined by "," in table order.
+     *
+     * "" when nothing matches or @p table is null. A row whose value is 0 never
+     * contributes to a flag name; a row of several bits contributes whenever one
+     * of them is set.
+     */
+    static QString EnumValueToName(int value, const EnumValueName* table, int count,
+                                   bool isFlags);
+
+    /**
+     * @brief The value named @p name in @p table (case-insensitive); for flags,
+     * the OR of every row named in the comma-separated @p name.
+     *
+     * -1 when no row matches or @p table is null. Parts of a flag list are
+     * trimmed ("Read, write"). Callers treat -1 as unknown although it is also
+     * a legal mask.
+     */
+    static int EnumNameToValue(const QString& name, const EnumValueName* table, int count,
+                               bool isFlags);
+
+    /// Every name of @p table in table order; empty for a null table or a count below 1.
+    static QStringList GetEnumNames(const EnumValueName* table, int count);
+
+    /// ')' for '(', else 0.
+    static wchar_t GetMatchingBrace(wchar_t open);
+
+    /**
+     * @brief Position of the ')' that closes the '(' at @p openPos, counting
+     * nested round brackets; -1 when there is no '(' at @p openPos or it is
+     * never closed. Quotes are not recognised.
+     */
+    static int FindMatchingBrace(const QString& text, int openPos);
+
+    /**
+     * @brief Splits a call text "name(a, b)" into its name and trimmed arguments.
+     *
+     * @p name is the text before the first '(' (not trimmed); the arguments are
+     * the text between it and its matching ')' split at every ',' (empty ones
+     * kept); "f()" has none. Text after the ')' is ignored. False for an empty
+     * text, no '(' or no matching ')' (the name is set in the last case).
+     * Kept on purpose: commas inside nested brackets split too, so "f(a, (b, c))"
+     * gives "a", "(b" and "c)".
+     */
+    static bool ParseFunction(const QString& text, QString& name, QStringList& args);
+
+    /// "1" + @p signature: the method code that QObject::connect() expects for a slot.
+    static QString DYNAMIC_SLOT(const char* signature);
+    /// "2" + @p signature: the method code that QObject::connect() expects for a signal.
+    static QString DYNAMIC_SIGNAL(const char* signature);
+
+    /**
+     * @brief Whether a variant of this type may be written to JSON: bool, the
+     * 32- and 64-bit integers, double, map, list, string and string list
+     * (ids 1 to 6 and 8 to 11); not invalid (0) nor char (7), nor anything else.
+     */
+    static bool IsTypeSupportedInJson(QMetaType::Type type);
+
+    /// Each variant's own integer conversion, 0 where it has none; order kept.
+    static QList<int> ToIntList(const QList<QVariant>& list);
+    /// Each integer wrapped in a variant; order kept.
+    static QList<QVariant> ToVariantList(const QList<int>& list);
 
     // (end of durations, sizes and enumerations)
 
