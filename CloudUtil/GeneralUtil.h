@@ -278,6 +278,162 @@ public:
     // Application locations and processes (GeneralUtil_locations.cpp)
     // -----------------------------------------------------------------------
 
+    // Locations. Each returns "" when the system gives no answer. On Linux the
+    // data folders follow the XDG base directories and the application's own
+    // plug-ins and resources lie in an FHS tree around its executable:
+    // <prefix>/bin/<exe>, <prefix>/lib/<exe>/plugins, <prefix>/share/<exe>/.
+
+    /**
+     * @brief Absolute, cleaned path of the running executable.
+     *
+     * With a QCoreApplication object, its applicationFilePath() (an empty
+     * answer stays empty); without one, the target of /proc/self/exe.
+     */
+    static QString GetAppFilePath();
+    /// Folder of GetAppFilePath(); "" when that is empty.
+    static QString GetAppDirPath();
+    /// The user's data folder: $XDG_DATA_HOME, by default ~/.local/share; cleaned.
+    static QString GetAppDataPath();
+    /// Same folder as GetAppDataPath() (there is no separate local data folder here).
+    static QString GetLocalAppDataPath();
+    /// The machine-wide data folder: first absolute entry of $XDG_DATA_DIRS, by default /usr/local/share; cleaned.
+    static QString GetCommonAppDataPath();
+    /// Same as GetCommonAppDataPath().
+    static QString GetProgramDataPath();
+    /// The user's desktop folder (XDG_DESKTOP_DIR of user-dirs.dirs, by default ~/Desktop); cleaned.
+    static QString GetDesktopPath();
+    /// Always "": this platform has no favourites folder.
+    static QString GetFavoritesPath();
+    /// The system library folder, "/usr/lib".
+    static QString GetSystemDirectory();
+    /// <prefix>/lib/<exe name>/plugins, whether it exists or not; "" when the executable is unknown.
+    static QString GetPluginsPath();
+    /**
+     * @brief Path of the application's resource @p name: <prefix>/share/<exe name>/<name>.
+     *
+     * Resources lie directly in that folder: a name with a '/' or a name of
+     * "." or ".." gives "". Returns "" when no such file or folder exists.
+     */
+    static QString GetResourcePath(QString name);
+    /**
+     * @brief Folder of a shared library loaded into this process.
+     *
+     * A @p name without any '.' gets ".so" ("libz" looks for 'libz.so'). A
+     * loaded library matches when its file name, or the file name that its
+     * symbolic links resolve to, equals the name or is the name followed by
+     * "." and a version ('libz.so.1.2.13' matches "libz" and "libz.so.1").
+     * Compared case-sensitively, in load order; the first match wins. The
+     * result is the folder of the path that the loader reports; "" when
+     * nothing matches.
+     */
+    static QString GetModulePath(const QString& name);
+    /// There are no framework bundles here: the same lookup as GetModulePath().
+    static QString GetFrameworkPath(const QString& bundleIdentifier);
+    /**
+     * @brief Encoded file URL text of @p path, marked as a folder (ends with '/').
+     *
+     * A relative path is taken from the current folder; "" for an empty path.
+     */
+    static QString GetApplicationPathURL(const QString& path);
+    /**
+     * @brief Folder of the service application's executable.
+     *
+     * Looks for a running process whose executable has the service's name
+     * (see SetCompanionAppNames()); else for the executable beside this one;
+     * else on PATH. "" when none is found.
+     */
+    static QString GetNimbAppDirPath();
+    /**
+     * @brief Folder of the desktop application's executable.
+     *
+     * A running desktop application first; else, when the service is running,
+     * a desktop executable beside the service's; else beside this executable;
+     * else on PATH. "" when none is found.
+     */
+    static QString GetNimbDesktopAppDirPath();
+    /**
+     * @brief Sets the executable names of the two companion applications.
+     *
+     * Defaults: "NimbService" and "Nimb Desktop". An empty name keeps the
+     * current one. May be called from any thread.
+     */
+    static void SetCompanionAppNames(const QString& serviceName, const QString& desktopName);
+    /// Executable name of the service application.
+    static QString GetNimbAppName();
+    /// Executable name of the desktop application.
+    static QString GetNimbDesktopAppName();
+    /// @p path, cleaned.
+    static QString LaunchableProcessPath(const QString& path);
+    /**
+     * @brief Absolute path of a translation file for a locale, or "".
+     *
+     * Only the file-name part of @p fileName counts; ".xlf" is appended when
+     * it has no suffix. The file is looked for in the sub-folder named after
+     * the locale (@p localeName, else the system locale as 'en-US') of each
+     * folder of the ';'-separated @p searchFolders in order, then of
+     * GetAppDirPath(). Only that one locale name is tried (no fallback to the
+     * language alone).
+     */
+    static QString FindLocaleFile(const QString& fileName, const QString& searchFolders,
+                                  const QString& localeName);
+
+    // Processes and system.
+
+    /**
+     * @brief Starts the executable @p path with @p arguments, detached from this process.
+     *
+     * Returns false without starting anything when no file exists at @p path,
+     * and false (with a log line) when the system refuses to start it. The new
+     * process is not a child of this one: it is never left as a zombie, and
+     * WaitForProcessToQuit() cannot follow it.
+     */
+    static bool LaunchProcess(QString path, QStringList arguments);
+    /// True when a process with that id exists and is not a zombie. @p name is not used.
+    static bool IsProcessRunning(const qint64& pid, QString name);
+    /**
+     * @brief Polls a child process once a second, @p seconds times; true when it is known to have ended.
+     *
+     * True at once for @p seconds below 1. Each poll that finds the child
+     * still running sleeps one second; the loop never stops early. The result
+     * is false only when the last informative poll found it running. Kept on
+     * purpose: for a process that is not a child of this one (or a pid below
+     * 1) every poll fails without sleeping, so the answer is true at once.
+     */
+    static bool WaitForProcessToQuit(const qint64& pid, int seconds);
+    /**
+     * @brief Adds or removes an XDG autostart entry for the application at @p appUrl.
+     *
+     * @p appUrl is a file URL text or a plain path of the executable. Entries
+     * live in $XDG_CONFIG_HOME/autostart (by default ~/.config/autostart).
+     * Enabling writes "<name>.desktop" (name: the executable's file name
+     * without its last suffix) and returns whether it was written. Disabling
+     * removes every entry of that folder whose Exec program is that path or
+     * whose Name is that name, both compared case-insensitively, and returns
+     * whether any entry was removed. False for an empty or unusable URL.
+     */
+    static bool BundleAppLaunchOnStartup(bool enable, const QString& appUrl);
+    /// BundleAppLaunchOnStartup() for this process's own executable.
+    static bool BundleAppLaunchOnStartup(bool enable);
+    /// Folder of the autostart entries: $XDG_CONFIG_HOME/autostart, by default ~/.config/autostart.
+    static QString GetAutostartPath();
+    /// The platform part of the user agent: "Linux/" and the system's pretty name ("Linux/Debian GNU/Linux 12 (bookworm)").
+    static QString GetPlatformInfoForUserAgent();
+    /// Architecture and build type, for example "x64/Release" or "arm64/Debug".
+    static QString GetBuild();
+    /// Always true.
+    static bool Is64BitOS();
+    /// Always true.
+    static bool Is64BitApp();
+    /// Always false: there is no system registry here (settings live in the settings store).
+    static bool RegistryKeyExists(QString key);
+    /// Does nothing; kept for callers shared with other platforms.
+    static void OutputDebugString(const QString& text);
+    /// Does nothing; kept for callers shared with other platforms.
+    static void OutputDebugString(const wchar_t* text);
+    /// Crashes the process on purpose (a write to a null address), to exercise crash reporting. Never returns.
+    [[noreturn]] static void Crash();
+
+
     // (end of application locations and processes)
 };
 

@@ -46,5 +46,59 @@ KVSYNCCORE_EXPORT QString ErrorText(int errorNumber);
 // Locations and processes
 // ---------------------------------------------------------------------------
 
+/// Target of /proc/self/exe; "" when it cannot be read.
+KVSYNCCORE_EXPORT QString ExecutablePath();
+/// The user's home folder: $HOME, else the password-database entry of the effective user.
+KVSYNCCORE_EXPORT QString HomeFolder();
+/// $XDG_DATA_HOME when it is absolute, else ~/.local/share.
+KVSYNCCORE_EXPORT QString UserDataFolder();
+/// First absolute entry of $XDG_DATA_DIRS, else /usr/local/share.
+KVSYNCCORE_EXPORT QString SystemDataFolder();
+/// $XDG_CONFIG_HOME when it is absolute, else ~/.config.
+KVSYNCCORE_EXPORT QString UserConfigFolder();
+/// The desktop folder of user-dirs.dirs (XDG_DESKTOP_DIR), else ~/Desktop.
+KVSYNCCORE_EXPORT QString DesktopFolder();
+/// The system library folder.
+KVSYNCCORE_EXPORT QString SystemLibraryFolder();
+
+/// Paths of the shared objects loaded into this process as the loader
+/// reports them, in load order (dl_iterate_phdr). Objects without an absolute
+/// path (the main program, the vDSO) are left out.
+KVSYNCCORE_EXPORT QStringList LoadedLibraryPaths();
+
+/// A process and the path of its executable.
+struct ProcessEntry
+{
+    qint64 pid = 0;
+    QString executable;
+};
+/// Every process whose executable link (/proc/<pid>/exe) this process may
+/// read, by ascending pid. A " (deleted)" mark of a replaced executable is
+/// taken off.
+KVSYNCCORE_EXPORT QList<ProcessEntry> RunningProcesses();
+/// State letter of the process ('R', 'S', 'Z', ... from /proc/<pid>/stat);
+/// 0 when there is no such process.
+KVSYNCCORE_EXPORT char ProcessState(qint64 pid);
+/// Starts @p program with @p arguments as a process that is not a child of
+/// this one (double fork, so it never stays a zombie here). On success sets
+/// @p pid and returns true; on failure sets @p error and returns false.
+KVSYNCCORE_EXPORT bool StartDetachedProcess(const QString& program, const QStringList& arguments,
+                                            qint64* pid, QString* error);
+/// One waitpid(pid, WNOHANG | WUNTRACED): 0 while the child runs, @p pid when
+/// it ended (or stopped), -1 when the call fails (not a child, for example).
+KVSYNCCORE_EXPORT qint64 PollChildProcess(qint64 pid);
+/// Blocks the calling thread for whole seconds.
+KVSYNCCORE_EXPORT void SleepSeconds(int seconds);
+
+/// Name of the operating system for the user agent ("Linux").
+KVSYNCCORE_EXPORT QString SystemName();
+/// Readable name and version of the installed system ("Debian GNU/Linux 12 (bookworm)").
+KVSYNCCORE_EXPORT QString SystemPrettyName();
+/// Architecture of this build: "x64", "arm64", or the compiler's own name of it.
+KVSYNCCORE_EXPORT QString BuildArchitecture();
+/// Writes @p text to a null address, so the process dies of SIGSEGV through
+/// whatever crash handler is installed. Never returns.
+[[noreturn]] KVSYNCCORE_EXPORT void CrashByNullWrite(const wchar_t* text);
+
 } // namespace platform
 } // namespace KvSync_6_0

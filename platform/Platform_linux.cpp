@@ -3,8 +3,22 @@
 
 #include "platform/Platform.h"
 
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QSysInfo>
+
+#include <link.h>
+#include <pwd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <limits>
 
 inline namespace KvSync_6_0 {
 namespace platform {
@@ -36,6 +50,224 @@ QString ErrorText(int errorNumber)
 // ---------------------------------------------------------------------------
 // Locations and processes
 // ---------------------------------------------------------------------------
+
+namespace {
+
+// readlink() into a buffer that grows until the whole target fits; "" on failure.
+QString readLink(const QByteArray& linkPath)
+{
+    QByteArray buffer(256, Qt::Uninitialized);
+    for (;;) {
+        const ssize_t n = ::readlink(linkPath.constData(), buffer.data(), size_t(buffer.size()));
+        if (n < 0)
+            return QString();
+        if (n < buffer.size())
+            return QFile::decodeName(buffer.left(n));
+        if (buffer.size() >= (1 << 20))
+            return QString();
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+// An XDG variable counts only when it holds an absolute path; relative values
+// are to be ignored.
+QString absoluteEnvironmentPath(const char* name)
+{
+    const QString value = qEnvironmentVariable(name);
+    return QDir::isAbsolutePath(value) ? value : QString();
+}
+
+int collectLibrary(struct dl_phdr_info* info, size_t, void* data)
+{
+    if (info->dlpi_name && info->dlpi_name[0] == '/')
+        static_cast<QStringList*>(data)->append(QFile::decodeName(info->dlpi_name));
+    return 0;
+}
+
+} // namespace
+
+QString ExecutablePath()
+{
+    return readLink(QByteArrayLiteral("/proc/self/exe"));
+}
+
+QString HomeFolder()
+{
+    const QString home = absoluteEnvironmentPath("HOME");
+    if (!home.isEmpty())
+        return home;
+    long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+    QByteArray buffer(size > 0 ? int(size) : 16384, Qt::Uninitialized);
+    struct passwd entry;
+    struct passwd* found = nullptr;
+    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), size_t(buffer.size()), &found) == 0 && found
+        && found->pw_dir)
+        return QFile::decodeName(found->pw_dir);
+    return QString();
+}
+
+QString UserDataFolder()
+{
+    const QString value = absoluteEnvironmentPath("XDG_DATA_HOME");
+    if (!value.isEmpty())
+        return value;
+    const QString home = HomeFolder();
+    return home.isEmpty() ? QString() : home + QStringLiteral("/.local/share");
+}
+
+QString SystemDataFolder()
+{
+    const QStringList dirs = qEnvironmentVariable("XDG_DATA_DIRS").split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    for (const QString& dir : dirs) {
+        if (QDir::isAbsolutePath(dir))
+            return dir;
+    }
+    return QStringLiteral("/usr/local/share");
+}
+
+QString UserConfigFolder()
+{
+    const QString value = absoluteEnvironmentPath("XDG_CONFIG_HOME");
+    if (!value.isEmpty())
+        return value;
+    const QString home = HomeFolder();
+    return home.isEmpty() ? QString() : home + QStringLiteral("/.config");
+}
+
+QString DesktopFolder()
+{
+    // Qt reads $XDG_CONFIG_HOME/user-dirs.dirs on every call.
+    return QStandardPaths::writableLocation(QStandardPaths::DesktopLocation);
+}
+
+QString SystemLibraryFolder()
+{
+    return QStringLiteral("/usr/lib");
+}
+
+QStringList LoadedLibraryPaths()
+{
+    QStringList paths;
+    ::dl_iterate_phdr(collectLibrary, &paths);
+    return paths;
+}
+
+QList<ProcessEntry> RunningProcesses()
+{
+    QList<ProcessEntry> processes;
+    const QStringList names = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString& name : names) {
+        bool isNumber = false;
+        const qint64 pid = name.toLongLong(&isNumber);
+        if (!isNumber || pid <= 0)
+            continue;
+        // Fails for other users' processes and for zombies: both are left out.
+        QString executable = readLink(QByteArrayLiteral("/proc/") + name.toLatin1() + "/exe");
+        if (executable.isEmpty())
+            continue;
+        const QLatin1String deleted(" (deleted)");
+        if (executable.endsWith(deleted))
+            executable.chop(deleted.size());
+        processes.append({pid, executable});
+    }
+    std::sort(processes.begin(), processes.end(),
+              [](const ProcessEntry& a, const ProcessEntry& b) { return a.pid < b.pid; });
+    return processes;
+}
+
+char ProcessState(qint64 pid)
+{
+    if (pid <= 0)
+        return 0;
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return 0;
+    // "pid (command) S ...": the command may itself hold ')' and spaces, so
+    // the state follows the last ')'.
+    const QByteArray line = stat.read(4096);
+    const qsizetype close = line.lastIndexOf(')');
+    if (close < 0 || close + 2 >= line.size())
+        return 0;
+    return line.at(close + 2);
+}
+
+bool StartDetachedProcess(const QString& program, const QStringList& arguments, qint64* pid,
+                          QString* error)
+{
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments(arguments);
+    process.setStandardInputFile(QProcess::nullDevice());
+    qint64 started = 0;
+    if (!process.startDetached(&started)) {
+        if (error)
+            *error = process.errorString();
+        return false;
+    }
+    if (pid)
+        *pid = started;
+    return true;
+}
+
+qint64 PollChildProcess(qint64 pid)
+{
+    // 0 and negative values would wait for any child of a group, and larger
+    // values do not fit a pid_t: neither names one process.
+    if (pid <= 0 || pid > std::numeric_limits<pid_t>::max())
+        return -1;
+    int status = 0;
+    pid_t answer;
+    do {
+        answer = ::waitpid(pid_t(pid), &status, WNOHANG | WUNTRACED);
+    } while (answer < 0 && errno == EINTR);
+    return answer;
+}
+
+void SleepSeconds(int seconds)
+{
+    unsigned int left = seconds > 0 ? unsigned(seconds) : 0u;
+    while (left > 0)
+        left = ::sleep(left);
+}
+
+QString SystemName()
+{
+    return QStringLiteral("Linux");
+}
+
+QString SystemPrettyName()
+{
+    return QSysInfo::prettyProductName();
+}
+
+QString BuildArchitecture()
+{
+#if defined(__x86_64__)
+    return QStringLiteral("x64");
+#elif defined(__aarch64__)
+    return QStringLiteral("arm64");
+#else
+    return QSysInfo::buildCpuArchitecture();
+#endif
+}
+
+// Not instrumented: the sanitizers would end the process with a report and
+// an exit code instead of the signal that a crash reporter expects.
+__attribute__((no_sanitize_address, no_sanitize_undefined)) void CrashByNullWrite(const wchar_t* text)
+{
+    // The address goes through a volatile so that the compiler cannot prove
+    // the store null and turn it into a trap instruction.
+    volatile std::uintptr_t address = 0;
+    volatile wchar_t* target = reinterpret_cast<volatile wchar_t*>(address);
+    static const wchar_t nothing[] = L"";
+    for (const wchar_t* c = text ? text : nothing;; ++c) {
+        *target++ = *c;
+        if (*c == L'\0')
+            break;
+    }
+    // Reached only if page zero were mapped.
+    std::abort();
+}
 
 } // namespace platform
 } // namespace KvSync_6_0

@@ -1,0 +1,69 @@
+// A small program that the locations tests start as a real process: it
+// reports the locations it sees from wherever it was copied to, writes its
+// arguments to a file, sleeps, or crashes on purpose.
+//
+//   locationshelper where [RESOURCE]            prints "key=value" lines, no QCoreApplication
+//   locationshelper write FILE [ARGS...]        writes ARGS to FILE, one per line
+//   locationshelper sleep SECONDS
+//   locationshelper crash
+//   locationshelper autostart enable|disable    autostart entry for this executable
+
+#include "CloudUtil/GeneralUtil.h"
+
+#include <QFile>
+#include <QString>
+#include <QStringList>
+
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+using Tessaron::CloudUtil::GeneralUtil;
+
+namespace {
+
+void print(const char* key, const QString& value)
+{
+    std::printf("%s=%s\n", key, value.toUtf8().constData());
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
+    const QString mode = args.value(0);
+
+    if (mode == QLatin1String("where")) {
+        print("app", GeneralUtil::GetAppFilePath());
+        print("dir", GeneralUtil::GetAppDirPath());
+        print("plugins", GeneralUtil::GetPluginsPath());
+        print("resource", GeneralUtil::GetResourcePath(args.value(1)));
+        print("service", GeneralUtil::GetNimbAppDirPath());
+        print("desktop", GeneralUtil::GetNimbDesktopAppDirPath());
+        return 0;
+    }
+    if (mode == QLatin1String("write") && args.size() >= 2) {
+        // Written under another name first, so the test never reads half a file.
+        const QString target = args.at(1);
+        QFile file(target + QStringLiteral(".part"));
+        if (!file.open(QIODevice::WriteOnly))
+            return 3;
+        for (const QString& a : args.mid(2))
+            file.write(a.toUtf8() + '\n');
+        file.close();
+        return QFile::rename(file.fileName(), target) ? 0 : 4;
+    }
+    if (mode == QLatin1String("sleep") && args.size() == 2) {
+        ::sleep(args.at(1).toUInt());
+        return 0;
+    }
+    if (mode == QLatin1String("crash"))
+        GeneralUtil::Crash();
+    if (mode == QLatin1String("autostart") && args.size() == 2)
+        return GeneralUtil::BundleAppLaunchOnStartup(args.at(1) == QLatin1String("enable")) ? 0 : 1;
+    std::fprintf(stderr, "locationshelper: bad arguments\n");
+    return 2;
+}
