@@ -296,17 +296,18 @@ public:
     static QString GetAppDataPath();
     /// Same folder as GetAppDataPath() (there is no separate local data folder here).
     static QString GetLocalAppDataPath();
-    /// The machine-wide data folder: first absolute entry of $XDG_DATA_DIRS, by default /usr/local/share; cleaned.
+    /// The machine-wide data folder: first absolute entry of $XDG_DATA_DIRS, by default
+    /// /usr/local/share; cleaned.
     static QString GetCommonAppDataPath();
     /// Same as GetCommonAppDataPath().
     static QString GetProgramDataPath();
-    /// The user's desktop folder (XDG_DESKTOP_DIR of user-dirs.dirs, by default ~/Desktop); cleaned.
+    /// The user's desktop folder (XDG_DESKTOP_DIR of user-dirs.dirs, else ~/Desktop); cleaned.
     static QString GetDesktopPath();
     /// Always "": this platform has no favourites folder.
     static QString GetFavoritesPath();
     /// The system library folder, "/usr/lib".
     static QString GetSystemDirectory();
-    /// <prefix>/lib/<exe name>/plugins, whether it exists or not; "" when the executable is unknown.
+    /// <prefix>/lib/<exe name>/plugins, whether it exists or not; "" without an executable path.
     static QString GetPluginsPath();
     /**
      * @brief Path of the application's resource @p name: <prefix>/share/<exe name>/<name>.
@@ -391,7 +392,7 @@ public:
     /// True when a process with that id exists and is not a zombie. @p name is not used.
     static bool IsProcessRunning(const qint64& pid, QString name);
     /**
-     * @brief Polls a child process once a second, @p seconds times; true when it is known to have ended.
+     * @brief Polls a child process once a second, @p seconds times; true when it has ended.
      *
      * True at once for @p seconds below 1. Each poll that finds the child
      * still running sleeps one second; the loop never stops early. The result
@@ -416,7 +417,8 @@ public:
     static bool BundleAppLaunchOnStartup(bool enable);
     /// Folder of the autostart entries: $XDG_CONFIG_HOME/autostart, by default ~/.config/autostart.
     static QString GetAutostartPath();
-    /// The platform part of the user agent: "Linux/" and the system's pretty name ("Linux/Debian GNU/Linux 12 (bookworm)").
+    /// The platform part of the user agent: "Linux/" and the system's pretty name,
+    /// for example "Linux/Debian GNU/Linux 12 (bookworm)".
     static QString GetPlatformInfoForUserAgent();
     /// Architecture and build type, for example "x64/Release" or "arm64/Debug".
     static QString GetBuild();
@@ -430,7 +432,8 @@ public:
     static void OutputDebugString(const QString& text);
     /// Does nothing; kept for callers shared with other platforms.
     static void OutputDebugString(const wchar_t* text);
-    /// Crashes the process on purpose (a write to a null address), to exercise crash reporting. Never returns.
+    /// Crashes the process on purpose by writing "here we die!" to a null address, so that
+    /// crash reporting can be exercised. Never returns.
     [[noreturn]] static void Crash();
 
 

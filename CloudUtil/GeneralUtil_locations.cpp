@@ -43,7 +43,8 @@ CompanionNames& companionNames()
 
 QString folderOf(const QString& filePath)
 {
-    return filePath.isEmpty() ? QString() : GeneralUtil::CleanPath(QFileInfo(filePath).absolutePath());
+    return filePath.isEmpty() ? QString()
+                              : GeneralUtil::CleanPath(QFileInfo(filePath).absolutePath());
 }
 
 // The prefix of the FHS tree the executable sits in: the parent of its folder.
@@ -70,7 +71,7 @@ bool isLibraryFileName(const QString& fileName, const QString& wanted)
     if (!version.front().isDigit())
         return false;
     return std::all_of(version.begin(), version.end(),
-                       [](QChar c) { return c.isDigit() || c == QLatin1Char('.'); });
+        [](QChar c) { return c.isDigit() || c == QLatin1Char('.'); });
 }
 
 bool isExecutableFile(const QString& path)
@@ -167,12 +168,25 @@ QString unescapeValue(const QString& value)
         }
         const QChar next = value.at(++i);
         switch (next.unicode()) {
-        case 's': text += QLatin1Char(' '); break;
-        case 'n': text += QLatin1Char('\n'); break;
-        case 't': text += QLatin1Char('\t'); break;
-        case 'r': text += QLatin1Char('\r'); break;
-        case '\\': text += QLatin1Char('\\'); break;
-        default: text += c; text += next; break;
+        case 's':
+            text += QLatin1Char(' ');
+            break;
+        case 'n':
+            text += QLatin1Char('\n');
+            break;
+        case 't':
+            text += QLatin1Char('\t');
+            break;
+        case 'r':
+            text += QLatin1Char('\r');
+            break;
+        case '\\':
+            text += QLatin1Char('\\');
+            break;
+        default:
+            text += c;
+            text += next;
+            break;
         }
     }
     return text;
@@ -253,8 +267,8 @@ QString executableFromUrl(const QString& appUrl)
 bool enableAutostart(const QString& folder, const QString& name, const QString& program)
 {
     if (!QDir().mkpath(folder)) {
-        LOG4CPLUS_ERROR(logger, QStringLiteral("Cannot create the autostart folder %1")
-                                    .arg(folder).toStdString());
+        LOG4CPLUS_ERROR(logger,
+            QStringLiteral("Cannot create the autostart folder %1").arg(folder).toStdString());
         return false;
     }
     QSaveFile file(folder + QLatin1Char('/') + name + QStringLiteral(".desktop"));
@@ -267,34 +281,39 @@ bool enableAutostart(const QString& folder, const QString& name, const QString& 
                              .arg(escapeValue(name), escapeValue(quoteExecArgument(program)));
     file.write(text.toUtf8());
     if (!file.commit()) {
-        LOG4CPLUS_ERROR(logger, QStringLiteral("Cannot write the autostart entry %1: %2")
-                                    .arg(file.fileName(), file.errorString()).toStdString());
+        LOG4CPLUS_ERROR(logger,
+            QStringLiteral("Cannot write the autostart entry %1: %2")
+                .arg(file.fileName(), file.errorString())
+                .toStdString());
         return false;
     }
-    LOG4CPLUS_INFO(logger, QStringLiteral("Added the autostart entry %1").arg(file.fileName()).toStdString());
+    LOG4CPLUS_INFO(
+        logger, QStringLiteral("Added the autostart entry %1").arg(file.fileName()).toStdString());
     return true;
 }
 
 bool disableAutostart(const QString& folder, const QString& name, const QString& program)
 {
     const QDir dir(folder);
-    const QStringList files = dir.entryList({QStringLiteral("*.desktop")}, QDir::Files | QDir::Hidden,
-                                            QDir::Name);
+    const QStringList files
+        = dir.entryList({ QStringLiteral("*.desktop") }, QDir::Files | QDir::Hidden, QDir::Name);
     bool removed = false;
     for (auto it = files.crbegin(); it != files.crend(); ++it) {
         const QString path = dir.filePath(*it);
         const DesktopEntry entry = readDesktopEntry(path);
-        const bool sameProgram = !entry.program.isEmpty()
-            && entry.program.compare(program, Qt::CaseInsensitive) == 0;
-        const bool sameName = !entry.name.isEmpty()
-            && entry.name.compare(name, Qt::CaseInsensitive) == 0;
+        const bool sameProgram
+            = !entry.program.isEmpty() && entry.program.compare(program, Qt::CaseInsensitive) == 0;
+        const bool sameName
+            = !entry.name.isEmpty() && entry.name.compare(name, Qt::CaseInsensitive) == 0;
         if (!sameProgram && !sameName)
             continue;
         if (QFile::remove(path)) {
             removed = true;
-            LOG4CPLUS_INFO(logger, QStringLiteral("Removed the autostart entry %1").arg(path).toStdString());
+            LOG4CPLUS_INFO(
+                logger, QStringLiteral("Removed the autostart entry %1").arg(path).toStdString());
         } else {
-            LOG4CPLUS_ERROR(logger, QStringLiteral("Cannot remove the autostart entry %1").arg(path).toStdString());
+            LOG4CPLUS_ERROR(logger,
+                QStringLiteral("Cannot remove the autostart entry %1").arg(path).toStdString());
         }
     }
     return removed;
@@ -365,7 +384,8 @@ QString GeneralUtil::GetResourcePath(QString name)
     if (prefix.isEmpty() || name.isEmpty() || name.contains(QLatin1Char('/'))
         || name == QLatin1String(".") || name == QLatin1String(".."))
         return QString();
-    const QString path = CleanPath(QStringLiteral("%1/share/%2/%3").arg(prefix, executableName(), name));
+    const QString path
+        = CleanPath(QStringLiteral("%1/share/%2/%3").arg(prefix, executableName(), name));
     return QFileInfo::exists(path) ? path : QString();
 }
 
@@ -457,8 +477,8 @@ QString GeneralUtil::LaunchableProcessPath(const QString& path)
     return CleanPath(path);
 }
 
-QString GeneralUtil::FindLocaleFile(const QString& fileName, const QString& searchFolders,
-                                    const QString& localeName)
+QString GeneralUtil::FindLocaleFile(
+    const QString& fileName, const QString& searchFolders, const QString& localeName)
 {
     if (fileName.isEmpty())
         return QString();
@@ -492,7 +512,8 @@ bool GeneralUtil::LaunchProcess(QString path, QStringList arguments)
 {
     const QFileInfo info(path);
     if (path.isEmpty() || !info.exists()) {
-        LOG4CPLUS_ERROR(logger, QStringLiteral("Cannot launch %1: no such file").arg(path).toStdString());
+        LOG4CPLUS_ERROR(
+            logger, QStringLiteral("Cannot launch %1: no such file").arg(path).toStdString());
         return false;
     }
     // Absolute, so that a bare name is never looked up on PATH instead.
@@ -500,10 +521,12 @@ bool GeneralUtil::LaunchProcess(QString path, QStringList arguments)
     qint64 pid = 0;
     QString error;
     if (!platform::StartDetachedProcess(program, arguments, &pid, &error)) {
-        LOG4CPLUS_ERROR(logger, QStringLiteral("Cannot launch %1: %2").arg(program, error).toStdString());
+        LOG4CPLUS_ERROR(
+            logger, QStringLiteral("Cannot launch %1: %2").arg(program, error).toStdString());
         return false;
     }
-    LOG4CPLUS_INFO(logger, QStringLiteral("Launched %1 as process %2").arg(program).arg(pid).toStdString());
+    LOG4CPLUS_INFO(
+        logger, QStringLiteral("Launched %1 as process %2").arg(program).arg(pid).toStdString());
     return true;
 }
 
@@ -542,7 +565,8 @@ bool GeneralUtil::BundleAppLaunchOnStartup(bool enable, const QString& appUrl)
         name = info.fileName();
     if (name.isEmpty())
         return false;
-    return enable ? enableAutostart(folder, name, program) : disableAutostart(folder, name, program);
+    return enable ? enableAutostart(folder, name, program)
+                  : disableAutostart(folder, name, program);
 }
 
 bool GeneralUtil::BundleAppLaunchOnStartup(bool enable)
@@ -550,7 +574,8 @@ bool GeneralUtil::BundleAppLaunchOnStartup(bool enable)
     const QString self = GetAppFilePath();
     if (self.isEmpty())
         return false;
-    return BundleAppLaunchOnStartup(enable, QString::fromUtf8(QUrl::fromLocalFile(self).toEncoded()));
+    return BundleAppLaunchOnStartup(
+        enable, QString::fromUtf8(QUrl::fromLocalFile(self).toEncoded()));
 }
 
 QString GeneralUtil::GetAutostartPath()

@@ -100,8 +100,8 @@ QString HomeFolder()
     QByteArray buffer(size > 0 ? int(size) : 16384, Qt::Uninitialized);
     struct passwd entry;
     struct passwd* found = nullptr;
-    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), size_t(buffer.size()), &found) == 0 && found
-        && found->pw_dir)
+    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), size_t(buffer.size()), &found) == 0
+        && found && found->pw_dir)
         return QFile::decodeName(found->pw_dir);
     return QString();
 }
@@ -117,7 +117,8 @@ QString UserDataFolder()
 
 QString SystemDataFolder()
 {
-    const QStringList dirs = qEnvironmentVariable("XDG_DATA_DIRS").split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    const QStringList dirs =
+        qEnvironmentVariable("XDG_DATA_DIRS").split(QLatin1Char(':'), Qt::SkipEmptyParts);
     for (const QString& dir : dirs) {
         if (QDir::isAbsolutePath(dir))
             return dir;
@@ -155,7 +156,8 @@ QStringList LoadedLibraryPaths()
 QList<ProcessEntry> RunningProcesses()
 {
     QList<ProcessEntry> processes;
-    const QStringList names = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    const QStringList names =
+        QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString& name : names) {
         bool isNumber = false;
         const qint64 pid = name.toLongLong(&isNumber);
@@ -253,7 +255,8 @@ QString BuildArchitecture()
 
 // Not instrumented: the sanitizers would end the process with a report and
 // an exit code instead of the signal that a crash reporter expects.
-__attribute__((no_sanitize_address, no_sanitize_undefined)) void CrashByNullWrite(const wchar_t* text)
+__attribute__((no_sanitize_address, no_sanitize_undefined))
+void CrashByNullWrite(const wchar_t* text)
 {
     // The address goes through a volatile so that the compiler cannot prove
     // the store null and turn it into a trap instruction.

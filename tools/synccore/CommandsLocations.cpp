@@ -22,71 +22,81 @@ void printLocation(const QString& key, const QString& value)
 
 } // namespace
 
-SYNCCORE_COMMAND("paths", "", "Print every application, data and system location", [](const QStringList& args) {
-    if (!args.isEmpty())
-        return tool::usageError(QStringLiteral("paths takes no arguments"));
-    printLocation(QStringLiteral("app file"), GeneralUtil::GetAppFilePath());
-    printLocation(QStringLiteral("app folder"), GeneralUtil::GetAppDirPath());
-    printLocation(QStringLiteral("app data"), GeneralUtil::GetAppDataPath());
-    printLocation(QStringLiteral("local app data"), GeneralUtil::GetLocalAppDataPath());
-    printLocation(QStringLiteral("common app data"), GeneralUtil::GetCommonAppDataPath());
-    printLocation(QStringLiteral("program data"), GeneralUtil::GetProgramDataPath());
-    printLocation(QStringLiteral("desktop"), GeneralUtil::GetDesktopPath());
-    printLocation(QStringLiteral("favorites"), GeneralUtil::GetFavoritesPath());
-    printLocation(QStringLiteral("system"), GeneralUtil::GetSystemDirectory());
-    printLocation(QStringLiteral("plugins"), GeneralUtil::GetPluginsPath());
-    printLocation(QStringLiteral("autostart"), GeneralUtil::GetAutostartPath());
-    printLocation(QStringLiteral("core library"), GeneralUtil::GetModulePath(QStringLiteral("libKvSyncCore-6_0")));
-    printLocation(QStringLiteral("Qt core library"), GeneralUtil::GetModulePath(QStringLiteral("libQt6Core")));
-    printLocation(QStringLiteral("service (%1)").arg(GeneralUtil::GetNimbAppName()),
-                  GeneralUtil::GetNimbAppDirPath());
-    printLocation(QStringLiteral("desktop app (%1)").arg(GeneralUtil::GetNimbDesktopAppName()),
-                  GeneralUtil::GetNimbDesktopAppDirPath());
-    return 0;
-});
+SYNCCORE_COMMAND(
+    "paths", "", "Print every application, data and system location", [](const QStringList& args) {
+        if (!args.isEmpty())
+            return tool::usageError(QStringLiteral("paths takes no arguments"));
+        printLocation(QStringLiteral("app file"), GeneralUtil::GetAppFilePath());
+        printLocation(QStringLiteral("app folder"), GeneralUtil::GetAppDirPath());
+        printLocation(QStringLiteral("app data"), GeneralUtil::GetAppDataPath());
+        printLocation(QStringLiteral("local app data"), GeneralUtil::GetLocalAppDataPath());
+        printLocation(QStringLiteral("common app data"), GeneralUtil::GetCommonAppDataPath());
+        printLocation(QStringLiteral("program data"), GeneralUtil::GetProgramDataPath());
+        printLocation(QStringLiteral("desktop"), GeneralUtil::GetDesktopPath());
+        printLocation(QStringLiteral("favorites"), GeneralUtil::GetFavoritesPath());
+        printLocation(QStringLiteral("system"), GeneralUtil::GetSystemDirectory());
+        printLocation(QStringLiteral("plugins"), GeneralUtil::GetPluginsPath());
+        printLocation(QStringLiteral("autostart"), GeneralUtil::GetAutostartPath());
+        printLocation(QStringLiteral("core library"),
+            GeneralUtil::GetModulePath(QStringLiteral("libKvSyncCore-6_0")));
+        printLocation(QStringLiteral("Qt core library"),
+            GeneralUtil::GetModulePath(QStringLiteral("libQt6Core")));
+        printLocation(QStringLiteral("service (%1)").arg(GeneralUtil::GetNimbAppName()),
+            GeneralUtil::GetNimbAppDirPath());
+        printLocation(QStringLiteral("desktop app (%1)").arg(GeneralUtil::GetNimbDesktopAppName()),
+            GeneralUtil::GetNimbDesktopAppDirPath());
+        return 0;
+    });
 
 SYNCCORE_COMMAND("autostart", "enable|disable [PATH] (--config-home DIR | --user)",
-                 "Add or remove the XDG autostart entry of PATH (default: this tool) under DIR/autostart, "
-                 "or with --user in your own autostart folder",
-                 [](const QStringList& argsIn) {
-    QStringList args = argsIn;
-    bool haveConfigHome = false;
-    const QString configHome = tool::takeOption(args, QStringLiteral("config-home"), &haveConfigHome);
-    const bool user = tool::takeFlag(args, QStringLiteral("user"));
-    if (args.isEmpty() || args.size() > 2
-        || (args.first() != QLatin1String("enable") && args.first() != QLatin1String("disable")))
-        return tool::usageError(QStringLiteral("usage: autostart enable|disable [PATH] (--config-home DIR | --user)"));
-    // Login items of the person at the keyboard are changed only on request.
-    if (haveConfigHome == user)
-        return tool::usageError(QStringLiteral("give either --config-home DIR or --user"));
-    if (haveConfigHome) {
-        if (configHome.isEmpty())
-            return tool::usageError(QStringLiteral("--config-home needs a folder"));
-        ::setenv("XDG_CONFIG_HOME", QFile::encodeName(QFileInfo(configHome).absoluteFilePath()).constData(), 1);
-    }
-    const bool enable = args.first() == QLatin1String("enable");
-    const QString folder = GeneralUtil::GetAutostartPath();
+    "Add or remove the XDG autostart entry of PATH (default: this tool) under DIR/autostart, "
+    "or with --user in your own autostart folder",
+    [](const QStringList& argsIn) {
+        QStringList args = argsIn;
+        bool haveConfigHome = false;
+        const QString configHome
+            = tool::takeOption(args, QStringLiteral("config-home"), &haveConfigHome);
+        const bool user = tool::takeFlag(args, QStringLiteral("user"));
+        if (args.isEmpty() || args.size() > 2
+            || (args.first() != QLatin1String("enable")
+                && args.first() != QLatin1String("disable")))
+            return tool::usageError(QStringLiteral(
+                "usage: autostart enable|disable [PATH] (--config-home DIR | --user)"));
+        // Login items of the person at the keyboard are changed only on request.
+        if (haveConfigHome == user)
+            return tool::usageError(QStringLiteral("give either --config-home DIR or --user"));
+        if (haveConfigHome) {
+            if (configHome.isEmpty())
+                return tool::usageError(QStringLiteral("--config-home needs a folder"));
+            ::setenv("XDG_CONFIG_HOME",
+                QFile::encodeName(QFileInfo(configHome).absoluteFilePath()).constData(), 1);
+        }
+        const bool enable = args.first() == QLatin1String("enable");
+        const QString folder = GeneralUtil::GetAutostartPath();
 
-    bool done = false;
-    if (args.size() == 2) {
-        const QString path = QFileInfo(args.at(1)).absoluteFilePath();
-        done = GeneralUtil::BundleAppLaunchOnStartup(enable, QString::fromUtf8(QUrl::fromLocalFile(path).toEncoded()));
-    } else {
-        done = GeneralUtil::BundleAppLaunchOnStartup(enable);
-    }
-    if (!done) {
-        return tool::failure(enable ? QStringLiteral("could not write an autostart entry in %1").arg(folder)
-                                    : QStringLiteral("no matching autostart entry in %1").arg(folder));
-    }
-    tool::out(enable ? QStringLiteral("autostart entry written in %1").arg(folder)
-                     : QStringLiteral("autostart entries removed from %1").arg(folder));
-    return 0;
-});
+        bool done = false;
+        if (args.size() == 2) {
+            const QString path = QFileInfo(args.at(1)).absoluteFilePath();
+            done = GeneralUtil::BundleAppLaunchOnStartup(
+                enable, QString::fromUtf8(QUrl::fromLocalFile(path).toEncoded()));
+        } else {
+            done = GeneralUtil::BundleAppLaunchOnStartup(enable);
+        }
+        if (!done) {
+            return tool::failure(enable
+                    ? QStringLiteral("could not write an autostart entry in %1").arg(folder)
+                    : QStringLiteral("no matching autostart entry in %1").arg(folder));
+        }
+        tool::out(enable ? QStringLiteral("autostart entry written in %1").arg(folder)
+                         : QStringLiteral("autostart entries removed from %1").arg(folder));
+        return 0;
+    });
 
-SYNCCORE_COMMAND("user-agent", "", "Print the platform and build texts of the user agent", [](const QStringList& args) {
-    if (!args.isEmpty())
-        return tool::usageError(QStringLiteral("user-agent takes no arguments"));
-    tool::out(QStringLiteral("platform: %1").arg(GeneralUtil::GetPlatformInfoForUserAgent()));
-    tool::out(QStringLiteral("build: %1").arg(GeneralUtil::GetBuild()));
-    return 0;
-});
+SYNCCORE_COMMAND("user-agent", "", "Print the platform and build texts of the user agent",
+    [](const QStringList& args) {
+        if (!args.isEmpty())
+            return tool::usageError(QStringLiteral("user-agent takes no arguments"));
+        tool::out(QStringLiteral("platform: %1").arg(GeneralUtil::GetPlatformInfoForUserAgent()));
+        tool::out(QStringLiteral("build: %1").arg(GeneralUtil::GetBuild()));
+        return 0;
+    });
