@@ -16,6 +16,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using Tessaron::CloudUtil::GeneralUtil;
@@ -60,8 +61,12 @@ int main(int argc, char** argv)
         ::sleep(args.at(1).toUInt());
         return 0;
     }
-    if (mode == QLatin1String("crash"))
+    if (mode == QLatin1String("crash")) {
+        // No core file in the test folder.
+        const struct rlimit none = {0, 0};
+        ::setrlimit(RLIMIT_CORE, &none);
         GeneralUtil::Crash();
+    }
     if (mode == QLatin1String("autostart") && args.size() == 2)
         return GeneralUtil::BundleAppLaunchOnStartup(args.at(1) == QLatin1String("enable")) ? 0 : 1;
     std::fprintf(stderr, "locationshelper: bad arguments\n");

@@ -499,7 +499,7 @@ TEST(Processes, CrashEndsWithSignal)
     // an exit code; a crash reporter expects the signal.
     QString asan = qEnvironmentVariable("ASAN_OPTIONS");
     asan += (asan.isEmpty() ? QString() : QStringLiteral(":"))
-        + QStringLiteral("handle_segv=0:disable_coredump=1");
+        + QStringLiteral("handle_segv=0");
     EnvGuard env("ASAN_OPTIONS", asan);
     Child child({ QStringLiteral("crash") });
     ASSERT_GT(child.pid(), 0);

@@ -57,7 +57,7 @@ SYNCCORE_COMMAND("autostart", "enable|disable [PATH] (--config-home DIR | --user
         const QString configHome
             = tool::takeOption(args, QStringLiteral("config-home"), &haveConfigHome);
         const bool user = tool::takeFlag(args, QStringLiteral("user"));
-        if (args.isEmpty() || args.size() > 2
+        if (args.isEmpty() || args.size() > 2 || args.last().startsWith(QLatin1String("--"))
             || (args.first() != QLatin1String("enable")
                 && args.first() != QLatin1String("disable")))
             return tool::usageError(QStringLiteral(
