@@ -21,6 +21,8 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <algorithm>
+
 namespace Tessaron {
 namespace CloudUtil {
 
