@@ -48,23 +48,19 @@ SYNCCORE_COMMAND(
         return 0;
     });
 
-SYNCCORE_COMMAND("autostart", "enable|disable [PATH] (--config-home DIR | --user)",
-    "Add or remove the XDG autostart entry of PATH (default: this tool) under DIR/autostart, "
-    "or with --user in your own autostart folder",
+SYNCCORE_COMMAND("autostart", "enable|disable [PATH] [--config-home DIR]",
+    "Add or remove the XDG autostart entry of PATH (default: this tool) in your autostart "
+    "folder, or under DIR/autostart",
     [](const QStringList& argsIn) {
         QStringList args = argsIn;
         bool haveConfigHome = false;
         const QString configHome
             = tool::takeOption(args, QStringLiteral("config-home"), &haveConfigHome);
-        const bool user = tool::takeFlag(args, QStringLiteral("user"));
         if (args.isEmpty() || args.size() > 2 || args.last().startsWith(QLatin1String("--"))
             || (args.first() != QLatin1String("enable")
                 && args.first() != QLatin1String("disable")))
             return tool::usageError(QStringLiteral(
-                "usage: autostart enable|disable [PATH] (--config-home DIR | --user)"));
-        // Login items of the person at the keyboard are changed only on request.
-        if (haveConfigHome == user)
-            return tool::usageError(QStringLiteral("give either --config-home DIR or --user"));
+                "usage: autostart enable|disable [PATH] [--config-home DIR]"));
         if (haveConfigHome) {
             if (configHome.isEmpty())
                 return tool::usageError(QStringLiteral("--config-home needs a folder"));

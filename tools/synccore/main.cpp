@@ -4,6 +4,10 @@
 
 #include <QCoreApplication>
 
+#include <log4cplus/initializer.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/nullappender.h>
+
 namespace {
 
 void printHelp()
@@ -20,6 +24,12 @@ void printHelp()
 
 int main(int argc, char** argv)
 {
+    log4cplus::Initializer logging;
+    // The library logs; the tool has no log file unless a command sets one up.
+    // Until then the lines go nowhere instead of a "no appenders" warning.
+    log4cplus::Logger::getRoot().addAppender(
+        log4cplus::SharedAppenderPtr(new log4cplus::NullAppender()));
+
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("synccore"));
     QCoreApplication::setApplicationVersion(QStringLiteral(SYNCCORE_VERSION));
