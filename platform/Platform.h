@@ -38,6 +38,18 @@ KVSYNCCORE_EXPORT QString ErrorText(int errorNumber);
 // Security (session token)
 // ---------------------------------------------------------------------------
 
+/// Login name of the calling process's session (getlogin_r); empty when the
+/// process has no login session (no controlling terminal and no audit login
+/// id: services, CI jobs, processes after setsid).
+KVSYNCCORE_EXPORT QByteArray SessionLoginName();
+
+/// Name of the effective user (getpwuid_r of geteuid); empty when the user
+/// has no entry in the user database.
+KVSYNCCORE_EXPORT QByteArray EffectiveUserName();
+
+/// Number of the calling process (getpid).
+KVSYNCCORE_EXPORT qint64 CurrentProcessId();
+
 // ---------------------------------------------------------------------------
 // Process coordination (wake-up semaphores)
 // ---------------------------------------------------------------------------
