@@ -9,6 +9,7 @@
 #include "TestUtil.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QProcess>
 #include <QThread>
@@ -23,7 +24,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <cerrno>
 #include <condition_variable>
+#include <cstring>
 #include <fcntl.h>
 #include <functional>
 #include <mutex>
@@ -370,6 +373,33 @@ TEST_F(WakeupTest, FailedWaitsAreLoggedAndTheLoopGoesOn)
         EXPECT_NE(e.function.find("WakeupSignalsWrapper::run()"), std::string::npos) << e.function;
     }
     EXPECT_FALSE(QFileInfo::exists(ownSemaphoreFile()));
+}
+
+// Something that is not a semaphore sits under our name and cannot be
+// removed: creating fails, is logged, and the thread still runs its slices
+// until the exit.
+TEST_F(WakeupTest, FailureToCreateIsLoggedAndSurvived)
+{
+    ASSERT_TRUE(QDir().mkdir(ownSemaphoreFile()));
+    log4cplus::Logger logger = log4cplus::Logger::getInstance("sync");
+    auto* capture = new CaptureAppender;
+    log4cplus::SharedAppenderPtr appender(capture);
+    logger.addAppender(appender);
+
+    AwakenCounter counter(*_wrapper);
+    _wrapper->start();
+    EXPECT_TRUE(waitUntil([&] { return capture->events().size() >= 2; }));
+    EXPECT_TRUE(_wrapper->isRunning());
+    EXPECT_EQ(WakeupSignalsWrapper::WakeService(ownPid()), WakeResult::Failed);
+    EXPECT_TRUE(stop());
+    logger.removeAppender(appender);
+    QDir().rmdir(ownSemaphoreFile());
+
+    const auto events = capture->events();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].message, "Failed to create shared wakeup semaphore:");
+    EXPECT_EQ(QString::fromStdString(events[1].message), QString::fromLocal8Bit(std::strerror(EEXIST)));
+    EXPECT_EQ(counter.count(), 0);
 }
 
 TEST_F(WakeupTest, AnotherUserCannotWake)
