@@ -103,7 +103,7 @@ void BM_BareSemaphoreHandOver(benchmark::State& state)
     sem_t done;
     ::sem_init(&request, 0, 0);
     ::sem_init(&done, 0, 0);
-    std::atomic<bool> stop{false};
+    std::atomic<bool> stop { false };
     Clock::time_point arrived;
     std::thread waiter([&] {
         for (;;) {
@@ -137,8 +137,14 @@ void BM_BareSemaphoreHandOver(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(BM_WakeupToAwakenInEventLoop)->Iterations(kWakeups)->UseManualTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_BareSemaphoreHandOver)->Iterations(kWakeups)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_WakeupToAwakenInEventLoop)
+    ->Iterations(kWakeups)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_BareSemaphoreHandOver)
+    ->Iterations(kWakeups)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv)
 {
@@ -151,11 +157,11 @@ int main(int argc, char** argv)
 
     std::printf("\nwake-up latency over %d wake-ups (microseconds)\n", kWakeups);
     std::printf("  post -> Awaken() in the owner's event loop: median %8.1f  p99 %8.1f\n",
-                s_ours.median, s_ours.p99);
+        s_ours.median, s_ours.p99);
     std::printf("  bare sem_post -> sem_wait, two threads:     median %8.1f  p99 %8.1f\n",
-                s_floor.median, s_floor.p99);
+        s_floor.median, s_floor.p99);
     if (s_floor.median > 0 && s_floor.p99 > 0)
         std::printf("  ratio (ours / floor):                       median %8.1f  p99 %8.1f\n",
-                    s_ours.median / s_floor.median, s_ours.p99 / s_floor.p99);
+            s_ours.median / s_floor.median, s_ours.p99 / s_floor.p99);
     return 0;
 }

@@ -10,22 +10,19 @@ namespace interf {
 
 ICheckForExit::ICheckForExit(QObject* parent)
     : QObject(parent)
-{
-}
+{ }
 
 ICheckForExit::~ICheckForExit() = default;
 
 IExitController::IExitController(QObject* parent)
     : ICheckForExit(parent)
-{
-}
+{ }
 
 IExitController::~IExitController() = default;
 
 IConnectedToNetwork::IConnectedToNetwork(QObject* parent)
     : QObject(parent)
-{
-}
+{ }
 
 IConnectedToNetwork::~IConnectedToNetwork() = default;
 

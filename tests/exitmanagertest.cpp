@@ -40,10 +40,12 @@ class SignalLog
 public:
     explicit SignalLog(ExitManager& manager)
     {
-        QObject::connect(&manager, &ExitManager::PrepareToCancel, &manager,
-                         [this] { _names.push_back("cancel"); }, Qt::DirectConnection);
-        QObject::connect(&manager, &ExitManager::PrepareToQuit, &manager,
-                         [this] { _names.push_back("quit"); }, Qt::DirectConnection);
+        QObject::connect(
+            &manager, &ExitManager::PrepareToCancel, &manager,
+            [this] { _names.push_back("cancel"); }, Qt::DirectConnection);
+        QObject::connect(
+            &manager, &ExitManager::PrepareToQuit, &manager, [this] { _names.push_back("quit"); },
+            Qt::DirectConnection);
     }
     const std::vector<std::string>& names() const { return _names; }
 
@@ -56,10 +58,18 @@ enum class Op { Cancel, Exit, ResetCancel, ResetExit };
 void apply(ExitManager& m, Op op)
 {
     switch (op) {
-    case Op::Cancel: m.Cancel(); break;
-    case Op::Exit: m.Exit(); break;
-    case Op::ResetCancel: m.ResetCancel(); break;
-    case Op::ResetExit: m.ResetExit(); break;
+    case Op::Cancel:
+        m.Cancel();
+        break;
+    case Op::Exit:
+        m.Exit();
+        break;
+    case Op::ResetCancel:
+        m.ResetCancel();
+        break;
+    case Op::ResetExit:
+        m.ResetExit();
+        break;
     }
 }
 
@@ -69,7 +79,10 @@ struct Flags
 {
     bool canceling;
     bool exiting;
-    bool operator==(const Flags& o) const { return canceling == o.canceling && exiting == o.exiting; }
+    bool operator==(const Flags& o) const
+    {
+        return canceling == o.canceling && exiting == o.exiting;
+    }
 };
 
 Flags rawFlags(ExitManager& m)
@@ -80,7 +93,7 @@ Flags rawFlags(ExitManager& m)
     const bool canceling = m.IsCanceling();
     if (exiting)
         m.Exit();
-    return {canceling, exiting};
+    return { canceling, exiting };
 }
 
 void PrintTo(const Flags& f, std::ostream* os)
@@ -99,7 +112,9 @@ struct TransitionRow
     std::vector<std::string> emitted;
 };
 
-class ExitManagerTransitionTest : public ::testing::TestWithParam<TransitionRow> {};
+class ExitManagerTransitionTest : public ::testing::TestWithParam<TransitionRow>
+{
+};
 
 TEST_P(ExitManagerTransitionTest, StateAndSignals)
 {
@@ -120,25 +135,30 @@ TEST_P(ExitManagerTransitionTest, StateAndSignals)
     EXPECT_EQ(rawFlags(m), row.to);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Table, ExitManagerTransitionTest,
+INSTANTIATE_TEST_SUITE_P(Table, ExitManagerTransitionTest,
     ::testing::Values(
-        TransitionRow{"idleCancel", {false, false}, Op::Cancel, {true, false}, {"cancel"}},
-        TransitionRow{"idleExit", {false, false}, Op::Exit, {false, true}, {"cancel", "quit"}},
-        TransitionRow{"idleResetCancel", {false, false}, Op::ResetCancel, {false, false}, {}},
-        TransitionRow{"idleResetExit", {false, false}, Op::ResetExit, {false, false}, {}},
-        TransitionRow{"cancelingCancel", {true, false}, Op::Cancel, {true, false}, {}},
-        TransitionRow{"cancelingExit", {true, false}, Op::Exit, {true, true}, {"cancel", "quit"}},
-        TransitionRow{"cancelingResetCancel", {true, false}, Op::ResetCancel, {false, false}, {}},
-        TransitionRow{"cancelingResetExit", {true, false}, Op::ResetExit, {true, false}, {}},
-        TransitionRow{"exitingCancel", {false, true}, Op::Cancel, {true, true}, {"cancel"}},
-        TransitionRow{"exitingExit", {false, true}, Op::Exit, {false, true}, {}},
-        TransitionRow{"exitingResetCancel", {false, true}, Op::ResetCancel, {false, true}, {}},
-        TransitionRow{"exitingResetExit", {false, true}, Op::ResetExit, {false, false}, {}},
-        TransitionRow{"bothCancel", {true, true}, Op::Cancel, {true, true}, {}},
-        TransitionRow{"bothExit", {true, true}, Op::Exit, {true, true}, {}},
-        TransitionRow{"bothResetCancel", {true, true}, Op::ResetCancel, {false, true}, {}},
-        TransitionRow{"bothResetExit", {true, true}, Op::ResetExit, {true, false}, {}}),
+        TransitionRow { "idleCancel", { false, false }, Op::Cancel, { true, false }, { "cancel" } },
+        TransitionRow {
+            "idleExit", { false, false }, Op::Exit, { false, true }, { "cancel", "quit" } },
+        TransitionRow {
+            "idleResetCancel", { false, false }, Op::ResetCancel, { false, false }, {} },
+        TransitionRow { "idleResetExit", { false, false }, Op::ResetExit, { false, false }, {} },
+        TransitionRow { "cancelingCancel", { true, false }, Op::Cancel, { true, false }, {} },
+        TransitionRow {
+            "cancelingExit", { true, false }, Op::Exit, { true, true }, { "cancel", "quit" } },
+        TransitionRow {
+            "cancelingResetCancel", { true, false }, Op::ResetCancel, { false, false }, {} },
+        TransitionRow { "cancelingResetExit", { true, false }, Op::ResetExit, { true, false }, {} },
+        TransitionRow {
+            "exitingCancel", { false, true }, Op::Cancel, { true, true }, { "cancel" } },
+        TransitionRow { "exitingExit", { false, true }, Op::Exit, { false, true }, {} },
+        TransitionRow {
+            "exitingResetCancel", { false, true }, Op::ResetCancel, { false, true }, {} },
+        TransitionRow { "exitingResetExit", { false, true }, Op::ResetExit, { false, false }, {} },
+        TransitionRow { "bothCancel", { true, true }, Op::Cancel, { true, true }, {} },
+        TransitionRow { "bothExit", { true, true }, Op::Exit, { true, true }, {} },
+        TransitionRow { "bothResetCancel", { true, true }, Op::ResetCancel, { false, true }, {} },
+        TransitionRow { "bothResetExit", { true, true }, Op::ResetExit, { true, false }, {} }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ExitManagerTest, RaiseAfterResetEmitsAgain)
@@ -153,7 +173,8 @@ TEST(ExitManagerTest, RaiseAfterResetEmitsAgain)
     m.Exit();
     m.ResetExit();
     m.Exit();
-    EXPECT_EQ(log.names(), (std::vector<std::string>{"cancel", "cancel", "cancel", "quit", "cancel", "quit"}));
+    EXPECT_EQ(log.names(),
+        (std::vector<std::string> { "cancel", "cancel", "cancel", "quit", "cancel", "quit" }));
 }
 
 // Many threads raise both flags at once: of each racing group exactly one
@@ -166,17 +187,21 @@ TEST(ExitManagerConcurrencyTest, RacingRaisesEmitOncePerRaise)
 
     for (int round = 0; round < kRounds; ++round) {
         ExitManager m;
-        std::atomic<int> cancels{0};
-        std::atomic<int> quits{0};
-        std::atomic<bool> quitBeforeCancel{false};
-        QObject::connect(&m, &ExitManager::PrepareToCancel, &m, [&] { cancels.fetch_add(1); },
-                         Qt::DirectConnection);
-        QObject::connect(&m, &ExitManager::PrepareToQuit, &m, [&] {
-            // Exit() emits its PrepareToCancel first, so by now both raises have signalled.
-            if (cancels.load() < 1)
-                quitBeforeCancel.store(true);
-            quits.fetch_add(1);
-        }, Qt::DirectConnection);
+        std::atomic<int> cancels { 0 };
+        std::atomic<int> quits { 0 };
+        std::atomic<bool> quitBeforeCancel { false };
+        QObject::connect(
+            &m, &ExitManager::PrepareToCancel, &m, [&] { cancels.fetch_add(1); },
+            Qt::DirectConnection);
+        QObject::connect(
+            &m, &ExitManager::PrepareToQuit, &m,
+            [&] {
+                // Exit() emits its PrepareToCancel first, so by now both raises have signalled.
+                if (cancels.load() < 1)
+                    quitBeforeCancel.store(true);
+                quits.fetch_add(1);
+            },
+            Qt::DirectConnection);
 
         // Receiver in this (the main) thread: the signals reach it queued.
         QObject receiver;
@@ -239,8 +264,8 @@ TEST(ConnectedToNetworkTest, ConnectedEvenWithoutAnyNetwork)
     if (!testutil::haveProgram(QStringLiteral("unshare")))
         GTEST_SKIP() << "unshare (util-linux) is not installed";
     const auto r = testutil::run(QStringLiteral("unshare"),
-                                 {QStringLiteral("--net"), testutil::builtExecutable(QStringLiteral("processtesthelper")),
-                                  QStringLiteral("connected")});
+        { QStringLiteral("--net"), testutil::builtExecutable(QStringLiteral("processtesthelper")),
+            QStringLiteral("connected") });
     if (r.exitCode != 0 && r.err.contains("unshare failed"))
         GTEST_SKIP() << "new network namespaces are not allowed here: " << r.err.constData();
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();

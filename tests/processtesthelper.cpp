@@ -85,7 +85,7 @@ int connected()
         ::freeifaddrs(list);
     }
     std::printf("interfaces up: %d\nconnected: %d\n", up,
-                sync::core::ConnectedToNetwork().IsConnected() ? 1 : 0);
+        sync::core::ConnectedToNetwork().IsConnected() ? 1 : 0);
     return 0;
 }
 
@@ -100,6 +100,7 @@ int main(int argc, char** argv)
         return stale(argv);
     if (command == "connected" && argc == 2)
         return connected();
-    std::fprintf(stderr, "usage: %s wake PID [LOGIN [UID GID]] | stale NAME COUNT | connected\n", argv[0]);
+    std::fprintf(
+        stderr, "usage: %s wake PID [LOGIN [UID GID]] | stale NAME COUNT | connected\n", argv[0]);
     return 2;
 }

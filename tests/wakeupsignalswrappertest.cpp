@@ -44,7 +44,8 @@ using WakeResult = WakeupSignalsWrapper::WakeResult;
 // suppressions are those of the test script, so that a plain ctest run reads
 // the same; the runtime looks this up by name, so it must be visible.
 // TSAN_OPTIONS from the environment still has the last word.
-#define SYNCCORE_TEST_TSAN_OPTIONS "die_after_fork=0:suppressions=" SYNCCORE_SOURCE_DIR "/tests/tsan.supp"
+#define SYNCCORE_TEST_TSAN_OPTIONS                                                                 \
+    "die_after_fork=0:suppressions=" SYNCCORE_SOURCE_DIR "/tests/tsan.supp"
 extern "C" __attribute__((visibility("default"), used)) const char* __tsan_default_options()
 {
     return SYNCCORE_TEST_TSAN_OPTIONS;
@@ -119,12 +120,15 @@ class AwakenCounter
 public:
     explicit AwakenCounter(WakeupSignalsWrapper& wrapper)
     {
-        QObject::connect(&wrapper, &WakeupSignalsWrapper::Awaken, &wrapper, [this] {
-            std::unique_lock<std::mutex> lock(_mutex);
-            ++_count;
-            _changed.notify_all();
-            _changed.wait(lock, [this] { return _gateOpen; });
-        }, Qt::DirectConnection);
+        QObject::connect(
+            &wrapper, &WakeupSignalsWrapper::Awaken, &wrapper,
+            [this] {
+                std::unique_lock<std::mutex> lock(_mutex);
+                ++_count;
+                _changed.notify_all();
+                _changed.wait(lock, [this] { return _gateOpen; });
+            },
+            Qt::DirectConnection);
     }
 
     int count() const
@@ -166,7 +170,7 @@ public:
     };
 
     ~CaptureAppender() override { destructorImpl(); }
-    void close() override {}
+    void close() override { }
 
     std::vector<Event> events() const
     {
@@ -178,7 +182,7 @@ protected:
     void append(const log4cplus::spi::InternalLoggingEvent& e) override
     {
         std::lock_guard<std::mutex> lock(_mutex);
-        _events.push_back({e.getLogLevel(), e.getMessage(), e.getFile(), e.getFunction()});
+        _events.push_back({ e.getLogLevel(), e.getMessage(), e.getFile(), e.getFunction() });
     }
 
 private:
@@ -190,10 +194,11 @@ private:
 class TestableWrapper : public WakeupSignalsWrapper
 {
 public:
-    using WakeupSignalsWrapper::WakeupSignalsWrapper;
     using WakeupSignalsWrapper::_CalculateWaitEndTime;
+    using WakeupSignalsWrapper::WakeupSignalsWrapper;
 
-    /// When set, replaces the next waits: each call takes the next thrower, then the real wait follows.
+    /// When set, replaces the next waits: each call takes the next thrower, then the real wait
+    /// follows.
     std::vector<std::function<void()>> throwers;
 
 protected:
@@ -206,7 +211,7 @@ protected:
     }
 
 private:
-    std::atomic<std::size_t> _calls{0};
+    std::atomic<std::size_t> _calls { 0 };
 };
 
 class WakeupTest : public ::testing::Test
@@ -249,21 +254,29 @@ protected:
 
 TEST(WakeupNameTest, BuiltFromTheSessionToken)
 {
-    EXPECT_EQ(WakeupSignalsWrapper::SharedMemoryName, kPrefix + sync::core::GetSessionAndUserUniqueToken());
-    EXPECT_TRUE(WakeupSignalsWrapper::SharedMemoryName.endsWith(QLatin1Char('-') + QString::number(ownPid())));
+    EXPECT_EQ(WakeupSignalsWrapper::SharedMemoryName,
+        kPrefix + sync::core::GetSessionAndUserUniqueToken());
+    EXPECT_TRUE(WakeupSignalsWrapper::SharedMemoryName.endsWith(
+        QLatin1Char('-') + QString::number(ownPid())));
     // The waking side computes the very name the service publishes.
-    EXPECT_EQ(WakeupSignalsWrapper::SharedMemoryNameFor(ownPid()), WakeupSignalsWrapper::SharedMemoryName);
-    EXPECT_EQ(WakeupSignalsWrapper::SharedMemoryNameFor(4711), kPrefix + ownLoginName() + QStringLiteral("-4711"));
+    EXPECT_EQ(WakeupSignalsWrapper::SharedMemoryNameFor(ownPid()),
+        WakeupSignalsWrapper::SharedMemoryName);
+    EXPECT_EQ(WakeupSignalsWrapper::SharedMemoryNameFor(4711),
+        kPrefix + ownLoginName() + QStringLiteral("-4711"));
     EXPECT_EQ(WakeupSignalsWrapper::SharedMemoryNameFor(4711, QStringLiteral("user1")),
-              kPrefix + QStringLiteral("user1-4711"));
+        kPrefix + QStringLiteral("user1-4711"));
     EXPECT_EQ(WakeupSignalsWrapper::SharedMemoryNameFor(9, QStringLiteral("dom/ann")),
-              kPrefix + QStringLiteral("dom-ann-9"));
+        kPrefix + QStringLiteral("dom-ann-9"));
 }
 
 TEST(WakeupEndTimeTest, CountsWholeSecondsOnly)
 {
     TestableWrapper wrapper(std::make_shared<ExitManager>());
-    const struct { int milliseconds; int seconds; } rows[] = {{0, 0}, {999, 0}, {2000, 2}, {2500, 2}, {61999, 61}};
+    const struct
+    {
+        int milliseconds;
+        int seconds;
+    } rows[] = { { 0, 0 }, { 999, 0 }, { 2000, 2 }, { 2500, 2 }, { 61999, 61 } };
     for (const auto& row : rows) {
         const auto before = boost::posix_time::microsec_clock::universal_time();
         const auto end = wrapper._CalculateWaitEndTime(row.milliseconds);
@@ -276,7 +289,8 @@ TEST(WakeupEndTimeTest, CountsWholeSecondsOnly)
 TEST_F(WakeupTest, WakingWithoutServiceFailsClearly)
 {
     QString reason;
-    EXPECT_EQ(WakeupSignalsWrapper::WakeService(ownPid(), QString(), &reason), WakeResult::NoService);
+    EXPECT_EQ(
+        WakeupSignalsWrapper::WakeService(ownPid(), QString(), &reason), WakeResult::NoService);
     EXPECT_FALSE(reason.isEmpty());
     // Process 1 runs, but not as a service of ours.
     EXPECT_EQ(WakeupSignalsWrapper::WakeService(1), WakeResult::NoService);
@@ -311,12 +325,15 @@ TEST_F(WakeupTest, AnotherProcessWakesTheOwnersEventLoop)
     });
     startAndWaitForSemaphore();
 
-    struct stat info {};
+    struct stat info
+    {
+    };
     ASSERT_EQ(::stat(QFile::encodeName(ownSemaphoreFile()).constData(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600u) << "only the service's user may open it";
     EXPECT_EQ(info.st_uid, ::geteuid());
 
-    const auto r = testutil::run(processHelper(), {QStringLiteral("wake"), QString::number(ownPid())});
+    const auto r
+        = testutil::run(processHelper(), { QStringLiteral("wake"), QString::number(ownPid()) });
     ASSERT_EQ(r.exitCode, 0) << r.out.constData() << r.err.constData();
     ASSERT_TRUE(waitUntil([&] { return received >= 1; }));
     EXPECT_TRUE(onOwnerThread);
@@ -353,8 +370,8 @@ TEST_F(WakeupTest, FailedWaitsAreLoggedAndTheLoopGoesOn)
     log4cplus::SharedAppenderPtr appender(capture);
     logger.addAppender(appender);
 
-    _wrapper->throwers = {[] { throw sync::core::SyncException(QStringLiteral("disk on fire")); },
-                          [] { throw 42; }};
+    _wrapper->throwers = { [] { throw sync::core::SyncException(QStringLiteral("disk on fire")); },
+        [] { throw 42; } };
     AwakenCounter counter(*_wrapper);
     startAndWaitForSemaphore();
     ASSERT_EQ(WakeupSignalsWrapper::WakeService(ownPid()), WakeResult::Woken);
@@ -365,7 +382,8 @@ TEST_F(WakeupTest, FailedWaitsAreLoggedAndTheLoopGoesOn)
     const auto events = capture->events();
     ASSERT_EQ(events.size(), 2u);
     // Kept on purpose: the message is that of the base class, never "disk on fire".
-    EXPECT_EQ(events[0].message, "Error occurred waiting for shared wakeup semaphore.  Error:  std::exception");
+    EXPECT_EQ(events[0].message,
+        "Error occurred waiting for shared wakeup semaphore.  Error:  std::exception");
     EXPECT_EQ(events[1].message, "Caught unknown, unexpected exception.  Swallowing exception.");
     for (const auto& e : events) {
         EXPECT_EQ(e.level, log4cplus::ERROR_LOG_LEVEL);
@@ -398,7 +416,8 @@ TEST_F(WakeupTest, FailureToCreateIsLoggedAndSurvived)
     const auto events = capture->events();
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(events[0].message, "Failed to create shared wakeup semaphore:");
-    EXPECT_EQ(QString::fromStdString(events[1].message), QString::fromLocal8Bit(std::strerror(EEXIST)));
+    EXPECT_EQ(
+        QString::fromStdString(events[1].message), QString::fromLocal8Bit(std::strerror(EEXIST)));
     EXPECT_EQ(counter.count(), 0);
 }
 
@@ -410,9 +429,9 @@ TEST_F(WakeupTest, AnotherUserCannotWake)
     startAndWaitForSemaphore();
 
     // The helper starts as root and drops to nobody before it opens the semaphore.
-    const auto r = testutil::run(processHelper(), {QStringLiteral("wake"), QString::number(ownPid()),
-                                                   ownLoginName(), QStringLiteral("65534"),
-                                                   QStringLiteral("65534")});
+    const auto r = testutil::run(processHelper(),
+        { QStringLiteral("wake"), QString::number(ownPid()), ownLoginName(),
+            QStringLiteral("65534"), QStringLiteral("65534") });
     EXPECT_EQ(r.exitCode, 4) << r.out.constData() << r.err.constData();
     EXPECT_TRUE(r.out.startsWith("not permitted")) << r.out.constData();
 
@@ -428,9 +447,8 @@ TEST_F(WakeupTest, AnotherUserCannotWake)
 // see them, neither at once nor over five wait slices.
 TEST_F(WakeupTest, StaleSemaphoreOfAKilledServiceGivesNoWakeup)
 {
-    const auto r = testutil::run(processHelper(), {QStringLiteral("stale"),
-                                                   WakeupSignalsWrapper::SharedMemoryName,
-                                                   QStringLiteral("3")});
+    const auto r = testutil::run(processHelper(),
+        { QStringLiteral("stale"), WakeupSignalsWrapper::SharedMemoryName, QStringLiteral("3") });
     ASSERT_EQ(r.signal, SIGKILL) << r.err.constData();
     const QByteArray name = '/' + WakeupSignalsWrapper::SharedMemoryName.toUtf8();
     // Held open, the old semaphore shows whether anyone took its posts.
@@ -465,7 +483,7 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
     giveChildrenOurSanitizerOptions();
 
     QProcess service;
-    service.start(tool, {QStringLiteral("wait")});
+    service.start(tool, { QStringLiteral("wait") });
     ASSERT_TRUE(service.waitForStarted());
     QByteArray output;
     ASSERT_TRUE(waitUntil([&] {
@@ -478,7 +496,7 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
     // The line comes as the thread starts; its semaphore may take a moment longer.
     testutil::ProcessResult woke;
     waitUntil([&] {
-        woke = testutil::run(tool, {QStringLiteral("wake"), QStringLiteral("--pid"), pid});
+        woke = testutil::run(tool, { QStringLiteral("wake"), QStringLiteral("--pid"), pid });
         return woke.exitCode != 1;
     });
     EXPECT_EQ(woke.exitCode, 0) << woke.err.constData();
@@ -496,9 +514,10 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
     EXPECT_EQ(service.exitCode(), 0) << service.readAllStandardError().constData();
     EXPECT_TRUE(output.contains("stopping on signal 15\n")) << output.constData();
     EXPECT_TRUE(output.endsWith("stopped after 1 wake-up calls\n")) << output.constData();
-    EXPECT_FALSE(QFileInfo::exists(semaphoreFile(WakeupSignalsWrapper::SharedMemoryNameFor(service.processId()))));
+    EXPECT_FALSE(QFileInfo::exists(
+        semaphoreFile(WakeupSignalsWrapper::SharedMemoryNameFor(service.processId()))));
 
-    const auto gone = testutil::run(tool, {QStringLiteral("wake"), QStringLiteral("--pid"), pid});
+    const auto gone = testutil::run(tool, { QStringLiteral("wake"), QStringLiteral("--pid"), pid });
     EXPECT_EQ(gone.exitCode, 1);
     EXPECT_TRUE(gone.err.contains("no service waits for wake-up calls as process " + pid.toUtf8()))
         << gone.err.constData();
@@ -511,7 +530,9 @@ struct BadWakeRow
     const char* message;
 };
 
-class WakeupToolUsageTest : public ::testing::TestWithParam<BadWakeRow> {};
+class WakeupToolUsageTest : public ::testing::TestWithParam<BadWakeRow>
+{
+};
 
 TEST_P(WakeupToolUsageTest, BadInputIsOneLineAndExitCodeTwo)
 {
@@ -524,13 +545,19 @@ TEST_P(WakeupToolUsageTest, BadInputIsOneLineAndExitCodeTwo)
     EXPECT_TRUE(r.out.isEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, WakeupToolUsageTest,
-    ::testing::Values(
-        BadWakeRow{"noPid", {QStringLiteral("wake")}, "wake needs --pid PID"},
-        BadWakeRow{"pidWithoutValue", {QStringLiteral("wake"), QStringLiteral("--pid")}, "unexpected argument '--pid'"},
-        BadWakeRow{"notANumber", {QStringLiteral("wake"), QStringLiteral("--pid"), QStringLiteral("abc")}, "not a process id: 'abc'"},
-        BadWakeRow{"negative", {QStringLiteral("wake"), QStringLiteral("--pid=-5")}, "not a process id: '-5'"},
-        BadWakeRow{"extra", {QStringLiteral("wake"), QStringLiteral("--pid"), QStringLiteral("5"), QStringLiteral("x")}, "unexpected argument 'x'"},
-        BadWakeRow{"waitArgs", {QStringLiteral("wait"), QStringLiteral("now")}, "wait takes no arguments"}),
+INSTANTIATE_TEST_SUITE_P(Rows, WakeupToolUsageTest,
+    ::testing::Values(BadWakeRow { "noPid", { QStringLiteral("wake") }, "wake needs --pid PID" },
+        BadWakeRow { "pidWithoutValue", { QStringLiteral("wake"), QStringLiteral("--pid") },
+            "unexpected argument '--pid'" },
+        BadWakeRow { "notANumber",
+            { QStringLiteral("wake"), QStringLiteral("--pid"), QStringLiteral("abc") },
+            "not a process id: 'abc'" },
+        BadWakeRow { "negative", { QStringLiteral("wake"), QStringLiteral("--pid=-5") },
+            "not a process id: '-5'" },
+        BadWakeRow { "extra",
+            { QStringLiteral("wake"), QStringLiteral("--pid"), QStringLiteral("5"),
+                QStringLiteral("x") },
+            "unexpected argument 'x'" },
+        BadWakeRow { "waitArgs", { QStringLiteral("wait"), QStringLiteral("now") },
+            "wait takes no arguments" }),
     [](const auto& info) { return std::string(info.param.name); });

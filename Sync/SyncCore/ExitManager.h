@@ -45,8 +45,8 @@ public:
     void ResetExit() override;
 
 private:
-    std::atomic<int> _canceling{0};
-    std::atomic<int> _exiting{0};
+    std::atomic<int> _canceling { 0 };
+    std::atomic<int> _exiting { 0 };
 };
 
 } // namespace core

@@ -39,13 +39,14 @@ QByteArray systemName(const QString& sharedMemoryName)
 
 } // namespace
 
-const QString WakeupSignalsWrapper::SharedMemoryName = kNamePrefix + sync::core::GetSessionAndUserUniqueToken();
+const QString WakeupSignalsWrapper::SharedMemoryName
+    = kNamePrefix + sync::core::GetSessionAndUserUniqueToken();
 
-WakeupSignalsWrapper::WakeupSignalsWrapper(std::shared_ptr<sync::interf::ICheckForExit> checkForExit)
+WakeupSignalsWrapper::WakeupSignalsWrapper(
+    std::shared_ptr<sync::interf::ICheckForExit> checkForExit)
     : QThread(nullptr)
     , _checkForExit(std::move(checkForExit))
-{
-}
+{ }
 
 WakeupSignalsWrapper::~WakeupSignalsWrapper() = default;
 
@@ -64,11 +65,11 @@ QString WakeupSignalsWrapper::SharedMemoryNameFor(qint64 servicePid, const QStri
     return kNamePrefix + token.left(token.size() - ownPid.size()) + pid;
 }
 
-WakeupSignalsWrapper::WakeResult WakeupSignalsWrapper::WakeService(qint64 servicePid,
-                                                                   const QString& loginName,
-                                                                   QString* errorText)
+WakeupSignalsWrapper::WakeResult WakeupSignalsWrapper::WakeService(
+    qint64 servicePid, const QString& loginName, QString* errorText)
 {
-    const int error = platform::PostNamedSemaphore(systemName(SharedMemoryNameFor(servicePid, loginName)));
+    const int error
+        = platform::PostNamedSemaphore(systemName(SharedMemoryNameFor(servicePid, loginName)));
     if (error == 0)
         return WakeResult::Woken;
     if (errorText)
@@ -99,19 +100,21 @@ void WakeupSignalsWrapper::run()
                 // Kept on purpose: the text logged is that of a plain
                 // std::exception copy, never the thrown object's own message.
                 const std::exception sliced(e);
-                logError(QStringLiteral("Error occurred waiting for shared wakeup semaphore.  Error:  %0")
+                logError(QStringLiteral(
+                             "Error occurred waiting for shared wakeup semaphore.  Error:  %0")
                              .arg(QString::fromLatin1(sliced.what())),
-                         __LINE__, __PRETTY_FUNCTION__);
+                    __LINE__, __PRETTY_FUNCTION__);
                 // Has no effect without an event loop; the loop goes on all the same.
                 quit();
             } catch (...) {
-                logError(QStringLiteral("Caught unknown, unexpected exception.  Swallowing exception."),
-                         __LINE__, __PRETTY_FUNCTION__);
+                logError(
+                    QStringLiteral("Caught unknown, unexpected exception.  Swallowing exception."),
+                    __LINE__, __PRETTY_FUNCTION__);
             }
         }
     } catch (...) {
         logError(QStringLiteral("Caught unknown, unexpected exception.  Swallowing exception."),
-                 __LINE__, __PRETTY_FUNCTION__);
+            __LINE__, __PRETTY_FUNCTION__);
     }
 }
 
@@ -121,7 +124,8 @@ void WakeupSignalsWrapper::_CreateSharedWakeupSemaphore()
     int error = 0;
     _semaphore = platform::CreateNamedSemaphore(systemName(SharedMemoryName), &error);
     if (!_semaphore) {
-        logError(QStringLiteral("Failed to create shared wakeup semaphore:"), __LINE__, __PRETTY_FUNCTION__);
+        logError(QStringLiteral("Failed to create shared wakeup semaphore:"), __LINE__,
+            __PRETTY_FUNCTION__);
         logError(platform::ErrorText(error), __LINE__, __PRETTY_FUNCTION__);
     }
 }
@@ -164,9 +168,7 @@ boost::posix_time::ptime WakeupSignalsWrapper::_CalculateWaitEndTime(int millise
         + boost::posix_time::seconds(milliseconds / 1000);
 }
 
-void WakeupSignalsWrapper::_ValidateWakeupSemaphore()
-{
-}
+void WakeupSignalsWrapper::_ValidateWakeupSemaphore() { }
 
 bool WakeupSignalsWrapper::_IsExiting() const
 {

@@ -69,10 +69,10 @@ public:
 
     /// What WakeService() achieved.
     enum class WakeResult {
-        Woken,        ///< the service's semaphore was posted once
-        NoService,    ///< no semaphore of that name: no such service runs (or it has ended)
+        Woken, ///< the service's semaphore was posted once
+        NoService, ///< no semaphore of that name: no such service runs (or it has ended)
         NotPermitted, ///< the semaphore belongs to another user
-        Failed        ///< any other failure of the operating system
+        Failed ///< any other failure of the operating system
     };
 
     /**
@@ -89,8 +89,8 @@ public:
      * @param loginName the service's login name; empty means the caller's own
      * @param errorText on failure, the system's text for the reason
      */
-    static WakeResult WakeService(qint64 servicePid, const QString& loginName = QString(),
-                                  QString* errorText = nullptr);
+    static WakeResult WakeService(
+        qint64 servicePid, const QString& loginName = QString(), QString* errorText = nullptr);
 
 Q_SIGNALS:
     /// Emitted from this thread once for each post of the semaphore.
