@@ -38,9 +38,54 @@ KVSYNCCORE_EXPORT QString ErrorText(int errorNumber);
 // Security (session token)
 // ---------------------------------------------------------------------------
 
+/// Login name of the calling process's session (getlogin_r); empty when the
+/// process has no login session (no controlling terminal and no audit login
+/// id: services, CI jobs, processes after setsid).
+KVSYNCCORE_EXPORT QByteArray SessionLoginName();
+
+/// Name of the effective user (getpwuid_r of geteuid); empty when the user
+/// has no entry in the user database.
+KVSYNCCORE_EXPORT QByteArray EffectiveUserName();
+
+/// Number of the calling process (getpid).
+KVSYNCCORE_EXPORT qint64 CurrentProcessId();
+
 // ---------------------------------------------------------------------------
 // Process coordination (wake-up semaphores)
 // ---------------------------------------------------------------------------
+
+/// Outcome of one bounded wait on a semaphore.
+enum class SemaphoreWait {
+    Signalled, ///< the count was above zero and has been taken down by one
+    TimedOut,  ///< the time ran out first
+    Failed     ///< the wait itself failed; see the error number
+};
+
+/**
+ * Creates the named semaphore @p name (a "/" and then the name, UTF-8) afresh,
+ * with count 0, readable and writable by the owner only (0600). A semaphore
+ * left under that name (by a process that died before removing it) is removed
+ * first, so its count can never leak into the new one. Returns an opaque
+ * handle, or null with @p errorNumber set.
+ */
+void* CreateNamedSemaphore(const QByteArray& name, int* errorNumber);
+
+/// Closes @p semaphore and removes @p name; 0, or the errno of the first step that failed.
+int DestroyNamedSemaphore(void* semaphore, const QByteArray& name);
+
+/**
+ * Waits at most @p milliseconds (measured on the monotonic clock) for the
+ * semaphore's count to rise above zero, and takes it down by one. Interruptions
+ * by signals go on waiting until the same deadline.
+ */
+SemaphoreWait WaitNamedSemaphore(void* semaphore, int milliseconds, int* errorNumber);
+
+/**
+ * Opens the existing semaphore @p name and raises its count by one. Returns 0,
+ * or the errno: ENOENT when no semaphore of that name exists, EACCES when it
+ * belongs to another user.
+ */
+int PostNamedSemaphore(const QByteArray& name);
 
 // ---------------------------------------------------------------------------
 // Locations and processes

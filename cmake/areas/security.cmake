@@ -1,1 +1,18 @@
 # security: sources, tool commands, tests, benchmarks and fuzz targets of this area.
+# The AES cipher, encryption of stored values, file hashing and the session token.
+
+target_sources(KvSyncInterfaces PRIVATE
+    interfaces/ICryptographicHash.h
+    interfaces/SecurityInterfaces.cpp)
+
+target_sources(KvSyncCore PRIVATE
+    Sync/SyncCore/AES.h
+    Sync/SyncCore/AES_p.h
+    Sync/SyncCore/AES.cpp
+    Sync/SyncCore/AES_x86.cpp
+    Sync/SyncCore/Crypto.h
+    Sync/SyncCore/Crypto.cpp
+    Sync/SyncCore/CryptographicHash.h
+    Sync/SyncCore/CryptographicHash.cpp
+    Sync/SyncCore/SessionToken.h
+    Sync/SyncCore/SessionToken.cpp)

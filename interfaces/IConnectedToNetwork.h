@@ -1,0 +1,27 @@
+#pragma once
+
+#include "interfaces/SyncNamespace.h"
+#include "kvsyncinterfaces_export.h"
+
+#include <QObject>
+
+namespace sync {
+namespace interf {
+
+/**
+ * @brief Answers whether a network is reachable, so that work needing one can wait.
+ */
+class KVSYNCINTERFACES_EXPORT IConnectedToNetwork : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit IConnectedToNetwork(QObject* parent = nullptr);
+    ~IConnectedToNetwork() override;
+
+    /// True when a network is reachable. May be called from any thread.
+    virtual bool IsConnected() = 0;
+};
+
+} // namespace interf
+} // namespace sync
