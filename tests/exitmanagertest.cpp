@@ -20,18 +20,6 @@
 
 using sync::core::ExitManager;
 
-#if defined(__SANITIZE_THREAD__)
-// QProcess starts its children with a vfork-style clone, which ThreadSanitizer
-// takes for a fork of this very process and then refuses its next thread. The
-// suppressions are those of the test script, so that a plain ctest run reads
-// the same; the runtime looks this up by name, so it must be visible.
-// TSAN_OPTIONS from the environment still has the last word.
-extern "C" __attribute__((visibility("default"), used)) const char* __tsan_default_options()
-{
-    return "die_after_fork=0:suppressions=" SYNCCORE_SOURCE_DIR "/tests/tsan.supp";
-}
-#endif
-
 namespace {
 
 // Names of the signals an ExitManager emits, in order, as seen on the emitting thread.

@@ -663,7 +663,7 @@ TEST_F(AutostartTest, OwnExecutableFromAFolderWithSpaces)
     EXPECT_EQ(r.exitCode, 1);
 }
 
-TEST_F(AutostartTest, ToolNeedsAnExplicitFolder)
+TEST_F(AutostartTest, ToolUsesOwnFolderOrTheOneGiven)
 {
     const QString tool = testutil::builtExecutable(QStringLiteral("synccore"));
     if (!QFileInfo::exists(tool))
@@ -671,9 +671,13 @@ TEST_F(AutostartTest, ToolNeedsAnExplicitFolder)
     testutil::TempDir other;
     const QString app = QStringLiteral("/opt/Nimb Apps/Nimb Desktop");
 
+    // Without --config-home: the (redirected) XDG_CONFIG_HOME of the caller.
     testutil::ProcessResult r
         = testutil::run(tool, { QStringLiteral("autostart"), QStringLiteral("enable"), app });
-    EXPECT_EQ(r.exitCode, 2);
+    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
+    EXPECT_EQ(entries(), QStringList { QStringLiteral("Nimb Desktop.desktop") });
+    r = testutil::run(tool, { QStringLiteral("autostart"), QStringLiteral("disable"), app });
+    EXPECT_EQ(r.exitCode, 0);
     EXPECT_EQ(entries(), QStringList());
 
     r = testutil::run(tool,

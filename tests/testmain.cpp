@@ -12,6 +12,18 @@
 
 #include <cstdlib>
 
+#if defined(__SANITIZE_THREAD__)
+// QProcess starts its children with a vfork-style clone, which ThreadSanitizer
+// takes for a fork of this very process and then refuses its next thread. The
+// suppressions are those of the test script, so that a plain ctest run reads
+// the same; the runtime looks this up by name, so it must be visible.
+// TSAN_OPTIONS from the environment still has the last word.
+extern "C" __attribute__((visibility("default"), used)) const char* __tsan_default_options()
+{
+    return "die_after_fork=0:suppressions=" SYNCCORE_SOURCE_DIR "/tests/tsan.supp";
+}
+#endif
+
 int main(int argc, char** argv)
 {
     QTemporaryDir home(QDir::tempPath() + QStringLiteral("/synccorehome-XXXXXX"));

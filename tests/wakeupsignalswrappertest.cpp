@@ -38,27 +38,13 @@ using sync::core::ExitManager;
 using sync::syncService::WakeupSignalsWrapper;
 using WakeResult = WakeupSignalsWrapper::WakeResult;
 
-#if defined(__SANITIZE_THREAD__)
-// QProcess starts its children with a vfork-style clone, which ThreadSanitizer
-// takes for a fork of this very process and then refuses its next thread. The
-// suppressions are those of the test script, so that a plain ctest run reads
-// the same; the runtime looks this up by name, so it must be visible.
-// TSAN_OPTIONS from the environment still has the last word.
-#define SYNCCORE_TEST_TSAN_OPTIONS                                                                 \
-    "die_after_fork=0:suppressions=" SYNCCORE_SOURCE_DIR "/tests/tsan.supp"
-extern "C" __attribute__((visibility("default"), used)) const char* __tsan_default_options()
-{
-    return SYNCCORE_TEST_TSAN_OPTIONS;
-}
-#endif
-
 namespace {
 // The tool is built with the same sanitizer and needs the same suppressions.
 void giveChildrenOurSanitizerOptions()
 {
 #if defined(__SANITIZE_THREAD__)
     if (qEnvironmentVariableIsEmpty("TSAN_OPTIONS"))
-        qputenv("TSAN_OPTIONS", SYNCCORE_TEST_TSAN_OPTIONS);
+        qputenv("TSAN_OPTIONS", "die_after_fork=0:suppressions=" SYNCCORE_SOURCE_DIR "/tests/tsan.supp");
 #endif
 }
 } // namespace
