@@ -284,6 +284,10 @@ INSTANTIATE_TEST_SUITE_P(
         // Kept on purpose: only the first path's prefix is compared.
         CommonRow{"secondDriveSkipped", QStringLiteral("/a/b"), QStringLiteral("C:/a/c"), QStringLiteral("a")},
         CommonRow{"firstDriveCompared", QStringLiteral("C:/a/b"), QStringLiteral("/a/c"), QString()},
+        // "1:" is no drive: the first path has no prefix, so the second's drive is skipped.
+        CommonRow{"digitIsNoDrive", QStringLiteral("1:/a/b"), QStringLiteral("C:/1:/a/c"), QStringLiteral("1:/a")},
+        // Cleaning can uncover a longer scheme, which is compared and put back like a drive.
+        CommonRow{"uncoveredScheme", QStringLiteral(".:/../xy:/a/b"), QStringLiteral(".:/../XY:/a/c"), QStringLiteral("xy:/a")},
         CommonRow{"networkFolds", QStringLiteral("\\\\srv/share/x"), QStringLiteral("\\\\SRV/share/y"), QStringLiteral("/srv/share")},
         CommonRow{"networkAgainstPlain", QStringLiteral("\\\\srv/a"), QStringLiteral("/srv/a"), QString()},
         CommonRow{"networkNothingShared", QStringLiteral("\\\\a/x"), QStringLiteral("//b/x"), QString()}),
