@@ -76,6 +76,11 @@ struct CleanRow
     QString clean;
 };
 
+void PrintTo(const CleanRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
 class CleanPathTest : public ::testing::TestWithParam<CleanRow> {};
 
 TEST_P(CleanPathTest, Cleans)
@@ -149,6 +154,11 @@ struct ParentRow
     bool isParent, isParentOrSame;
 };
 
+void PrintTo(const ParentRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
 class ParentPathTest : public ::testing::TestWithParam<ParentRow> {};
 
 TEST_P(ParentPathTest, Relates)
@@ -187,6 +197,11 @@ struct SubPathRow
     const char* name;
     QString parent, path, sub;
 };
+
+void PrintTo(const SubPathRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
 
 class SubPathTest : public ::testing::TestWithParam<SubPathRow> {};
 
@@ -256,6 +271,11 @@ struct CommonRow
     QString path1, path2, common;
 };
 
+void PrintTo(const CommonRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
 class CommonParentTest : public ::testing::TestWithParam<CommonRow> {};
 
 TEST_P(CommonParentTest, Finds)
@@ -303,6 +323,11 @@ struct PrefixRow
     bool unc;
 };
 
+void PrintTo(const PrefixRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
 class PrefixTest : public ::testing::TestWithParam<PrefixRow> {};
 
 TEST_P(PrefixTest, DriveAndNetwork)
@@ -333,6 +358,11 @@ struct FixRow
     const char* name;
     QString fileName, replacement, fixed;
 };
+
+void PrintTo(const FixRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
 
 class FixInvalidCharsTest : public ::testing::TestWithParam<FixRow> {};
 
@@ -367,6 +397,11 @@ struct ConvertRow
     bool baseIsFile;
     QString result;
 };
+
+void PrintTo(const ConvertRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
 
 class RelativeAbsoluteTest : public ::testing::TestWithParam<ConvertRow> {};
 

@@ -36,6 +36,11 @@ struct DurationRow
     double total; // of the seconds overload; 0 when it fails
 };
 
+void PrintTo(const DurationRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
 class ParseDurationTest : public ::testing::TestWithParam<DurationRow> {};
 
 TEST_P(ParseDurationTest, Fields)
@@ -91,6 +96,11 @@ struct MillisRow
     QString text;
 };
 
+void PrintTo(const MillisRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
 class MilliSecondsDisplayTest : public ::testing::TestWithParam<MillisRow> {};
 
 TEST_P(MilliSecondsDisplayTest, OneUnit)
@@ -130,6 +140,11 @@ struct BytesRow
     int precision;
     QString text;
 };
+
+void PrintTo(const BytesRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
 
 class BytesToStringTest : public ::testing::TestWithParam<BytesRow> {};
 
@@ -243,6 +258,11 @@ struct ToNameRow
     QString text;
 };
 
+void PrintTo(const ToNameRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
 class EnumValueToNameTest : public ::testing::TestWithParam<ToNameRow> {};
 
 TEST_P(EnumValueToNameTest, Names)
@@ -276,6 +296,11 @@ struct ToValueRow
     bool isFlags;
     int value;
 };
+
+void PrintTo(const ToValueRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
 
 class EnumNameToValueTest : public ::testing::TestWithParam<ToValueRow> {};
 
@@ -368,6 +393,11 @@ struct FunctionRow
     QString function;
     QStringList args;
 };
+
+void PrintTo(const FunctionRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
 
 class ParseFunctionTest : public ::testing::TestWithParam<FunctionRow> {};
 
