@@ -13,11 +13,6 @@ using Tessaron::CloudUtil::GeneralUtil;
 
 namespace {
 
-std::string rowName(const char* name)
-{
-    return std::string(name);
-}
-
 // Random path text built from pieces that exercise the cleaner: dots, empty
 // components (runs of '/'), mixed case, inner spaces, backslashes and drives.
 class PathGenerator
@@ -76,10 +71,7 @@ struct CleanRow
     QString clean;
 };
 
-void PrintTo(const CleanRow& row, std::ostream* os)
-{
-    *os << row.name;
-}
+void PrintTo(const CleanRow& row, std::ostream* os) { *os << row.name; }
 
 class CleanPathTest : public ::testing::TestWithParam<CleanRow> {};
 
@@ -95,13 +87,10 @@ INSTANTIATE_TEST_SUITE_P(
         CleanRow{"blank", QStringLiteral("  \t "), QString()},
         CleanRow{"everything", QStringLiteral("  /a//b/./c/../ "), QStringLiteral("/a/b")},
         CleanRow{"root", QStringLiteral("/"), QStringLiteral("/")},
-        CleanRow{"rootSpelledLong", QStringLiteral("/./a/.."), QStringLiteral("/")},
-        CleanRow{"trailingSlash", QStringLiteral("/a/b/"), QStringLiteral("/a/b")},
         CleanRow{"leadingParentKept", QStringLiteral("../a/../../b"), QStringLiteral("../../b")},
         CleanRow{"aboveRootKept", QStringLiteral("/a/../.."), QStringLiteral("/..")},
         CleanRow{"relativeBackslashKept", QStringLiteral("x/./dir\\y/"), QStringLiteral("x/dir\\y")},
         CleanRow{"driveBackslashKept", QStringLiteral("C:\\a\\b"), QStringLiteral("C:\\a\\b")},
-        CleanRow{"driveCleaned", QStringLiteral("C:/a/./b//"), QStringLiteral("C:/a/b")},
         CleanRow{"driveRootLosesSlash", QStringLiteral("C:/"), QStringLiteral("C:")},
         // A URL only gets its backslashes turned round: spaces and slashes stay.
         CleanRow{"urlBackslashes", QStringLiteral("abc:\\x\\y\\ "), QStringLiteral("abc:/x/y/ ")},
@@ -111,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(
         // Kept on purpose: trimming comes before cleaning, so a space that the
         // cleaning uncovers stays.
         CleanRow{"uncoveredSpaceStays", QStringLiteral("./ a"), QStringLiteral(" a")}),
-    [](const auto& info) { return rowName(info.param.name); });
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(CleanPathProperty, IdempotentAndClean)
 {
@@ -154,10 +143,7 @@ struct ParentRow
     bool isParent, isParentOrSame;
 };
 
-void PrintTo(const ParentRow& row, std::ostream* os)
-{
-    *os << row.name;
-}
+void PrintTo(const ParentRow& row, std::ostream* os) { *os << row.name; }
 
 class ParentPathTest : public ::testing::TestWithParam<ParentRow> {};
 
@@ -177,8 +163,6 @@ INSTANTIATE_TEST_SUITE_P(
         ParentRow{"prefixIsNotParent", QStringLiteral("/a/b"), QStringLiteral("/a/bc"), false, false},
         ParentRow{"caseInsensitive", QStringLiteral("/a/b"), QStringLiteral("/A/B/c"), true, true},
         ParentRow{"cleanedFirst", QStringLiteral("/a/b/../c/"), QStringLiteral("/a/./c//d"), true, true},
-        ParentRow{"childAbove", QStringLiteral("/a/b"), QStringLiteral("/a"), false, false},
-        ParentRow{"relative", QStringLiteral("a"), QStringLiteral("a/b"), true, true},
         ParentRow{"drive", QStringLiteral("C:/a"), QStringLiteral("c:/A/b"), true, true},
         // Backslashes are separators only in URL-like texts.
         ParentRow{"driveBackslashesUnrelated", QStringLiteral("C:\\a"), QStringLiteral("C:\\a\\b"), false, false},
@@ -188,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(
         ParentRow{"rootOwnParent", QStringLiteral("/"), QStringLiteral("/"), true, true},
         ParentRow{"emptyAboveAbsolute", QString(), QStringLiteral("/a"), true, true},
         ParentRow{"emptyNotAboveRelative", QString(), QStringLiteral("a"), false, false}),
-    [](const auto& info) { return rowName(info.param.name); });
+    [](const auto& info) { return std::string(info.param.name); });
 
 // --- GetSubPath ---------------------------------------------------------------
 
@@ -198,10 +182,7 @@ struct SubPathRow
     QString parent, path, sub;
 };
 
-void PrintTo(const SubPathRow& row, std::ostream* os)
-{
-    *os << row.name;
-}
+void PrintTo(const SubPathRow& row, std::ostream* os) { *os << row.name; }
 
 class SubPathTest : public ::testing::TestWithParam<SubPathRow> {};
 
@@ -216,13 +197,12 @@ INSTANTIATE_TEST_SUITE_P(
         SubPathRow{"below", QStringLiteral("/a"), QStringLiteral("/a/b/c"), QStringLiteral("b/c")},
         SubPathRow{"same", QStringLiteral("/a"), QStringLiteral("/A"), QString()},
         SubPathRow{"childSpelling", QStringLiteral("/a/"), QStringLiteral("/A/B/./c"), QStringLiteral("B/c")},
-        SubPathRow{"underRoot", QStringLiteral("/"), QStringLiteral("/x/y"), QStringLiteral("x/y")},
         SubPathRow{"drive", QStringLiteral("C:/a"), QStringLiteral("c:/A/b"), QStringLiteral("b")},
         // Kept on purpose: an unrelated path comes back as given, only
         // stripped of leading slashes.
         SubPathRow{"unrelated", QStringLiteral("/a"), QStringLiteral("/b/c"), QStringLiteral("b/c")},
         SubPathRow{"unrelatedNotCleaned", QStringLiteral("/a"), QStringLiteral("//b//./c/"), QStringLiteral("b//./c/")}),
-    [](const auto& info) { return rowName(info.param.name); });
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ParentPathProperty, ParentImpliesSameAndSubPathRejoins)
 {
@@ -271,10 +251,7 @@ struct CommonRow
     QString path1, path2, common;
 };
 
-void PrintTo(const CommonRow& row, std::ostream* os)
-{
-    *os << row.name;
-}
+void PrintTo(const CommonRow& row, std::ostream* os) { *os << row.name; }
 
 class CommonParentTest : public ::testing::TestWithParam<CommonRow> {};
 
@@ -293,14 +270,11 @@ INSTANTIATE_TEST_SUITE_P(
         CommonRow{"driveOnly", QStringLiteral("C:/x"), QStringLiteral("c:/y"), QStringLiteral("C:")},
         CommonRow{"nothingShared", QStringLiteral("/x/y"), QStringLiteral("/z"), QString()},
         CommonRow{"firstEmpty", QString(), QStringLiteral("/a"), QString()},
-        CommonRow{"secondEmpty", QStringLiteral("/a"), QString(), QString()},
         CommonRow{"firstUrl", QStringLiteral("abc://a"), QStringLiteral("/a"), QString()},
-        CommonRow{"secondUrl", QStringLiteral("/a"), QStringLiteral("abc://a"), QString()},
         // Kept on purpose: no leading '/' for plain absolute paths.
         CommonRow{"plainAbsolute", QStringLiteral("/Users/a/b"), QStringLiteral("/users/A/c"), QStringLiteral("Users/a")},
         CommonRow{"spellingOfShorter", QStringLiteral("/users/A/c/d"), QStringLiteral("/Users/a/b"), QStringLiteral("Users/a")},
         CommonRow{"samePath", QStringLiteral("/a/b/"), QStringLiteral("/a/./b"), QStringLiteral("a/b")},
-        CommonRow{"relative", QStringLiteral("a/b/c"), QStringLiteral("a/b/d"), QStringLiteral("a/b")},
         // Kept on purpose: only the first path's prefix is compared.
         CommonRow{"secondDriveSkipped", QStringLiteral("/a/b"), QStringLiteral("C:/a/c"), QStringLiteral("a")},
         CommonRow{"firstDriveCompared", QStringLiteral("C:/a/b"), QStringLiteral("/a/c"), QString()},
@@ -311,7 +285,7 @@ INSTANTIATE_TEST_SUITE_P(
         CommonRow{"networkFolds", QStringLiteral("\\\\srv/share/x"), QStringLiteral("\\\\SRV/share/y"), QStringLiteral("/srv/share")},
         CommonRow{"networkAgainstPlain", QStringLiteral("\\\\srv/a"), QStringLiteral("/srv/a"), QString()},
         CommonRow{"networkNothingShared", QStringLiteral("\\\\a/x"), QStringLiteral("//b/x"), QString()}),
-    [](const auto& info) { return rowName(info.param.name); });
+    [](const auto& info) { return std::string(info.param.name); });
 
 // --- GetDrive / IsUNCPath -------------------------------------------------------
 
@@ -323,10 +297,7 @@ struct PrefixRow
     bool unc;
 };
 
-void PrintTo(const PrefixRow& row, std::ostream* os)
-{
-    *os << row.name;
-}
+void PrintTo(const PrefixRow& row, std::ostream* os) { *os << row.name; }
 
 class PrefixTest : public ::testing::TestWithParam<PrefixRow> {};
 
@@ -340,16 +311,14 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, PrefixTest,
     ::testing::Values(
         PrefixRow{"plain", QStringLiteral("/x/y"), QString(), false},
-        PrefixRow{"empty", QString(), QString(), false},
         PrefixRow{"drive", QStringLiteral("C:/x"), QStringLiteral("C:"), false},
         PrefixRow{"url", QStringLiteral("abc://x"), QStringLiteral("abc:"), false},
         // A leading space puts the colon far enough in to make a URL of it.
         PrefixRow{"driveAfterSpace", QStringLiteral("  d:/x "), QStringLiteral("  d:"), false},
         PrefixRow{"backslashes", QStringLiteral("\\\\srv\\x"), QString(), true},
-        PrefixRow{"slashes", QStringLiteral("//srv/x"), QString(), true},
         PrefixRow{"mixed", QStringLiteral("/\\srv"), QString(), true},
         PrefixRow{"oneBackslash", QStringLiteral("\\"), QString(), false}),
-    [](const auto& info) { return rowName(info.param.name); });
+    [](const auto& info) { return std::string(info.param.name); });
 
 // --- FixInvalidCharsInFileName ----------------------------------------------------
 
@@ -359,10 +328,7 @@ struct FixRow
     QString fileName, replacement, fixed;
 };
 
-void PrintTo(const FixRow& row, std::ostream* os)
-{
-    *os << row.name;
-}
+void PrintTo(const FixRow& row, std::ostream* os) { *os << row.name; }
 
 class FixInvalidCharsTest : public ::testing::TestWithParam<FixRow> {};
 
@@ -379,13 +345,11 @@ INSTANTIATE_TEST_SUITE_P(
         FixRow{"allNine", QStringLiteral("\\/:*?\"<>|"), QStringLiteral("_"), QStringLiteral("_________")},
         FixRow{"backslash", QStringLiteral("a\\b"), QStringLiteral("_"), QStringLiteral("a_b")},
         FixRow{"deleted", QStringLiteral("a<b>\\c"), QString(), QStringLiteral("abc")},
-        FixRow{"untouched", QStringLiteral("plain name (1).txt"), QStringLiteral("_"), QStringLiteral("plain name (1).txt")},
         FixRow{"nonAscii", QString::fromUtf8("\xc3\xa9t\xc3\xa9?.txt"), QStringLiteral("-"), QString::fromUtf8("\xc3\xa9t\xc3\xa9-.txt")},
-        FixRow{"longReplacement", QStringLiteral("a:b"), QStringLiteral("%3A"), QStringLiteral("a%3Ab")},
         // Kept on purpose: the literal backslash pass also rewrites the
         // backslashes that the first pass wrote.
         FixRow{"backslashInReplacement", QStringLiteral("a<b"), QStringLiteral("x\\"), QStringLiteral("axx\\b")}),
-    [](const auto& info) { return rowName(info.param.name); });
+    [](const auto& info) { return std::string(info.param.name); });
 
 // --- RelativeToAbsolutePath / AbsoluteToRelativePath --------------------------------
 
@@ -398,10 +362,7 @@ struct ConvertRow
     QString result;
 };
 
-void PrintTo(const ConvertRow& row, std::ostream* os)
-{
-    *os << row.name;
-}
+void PrintTo(const ConvertRow& row, std::ostream* os) { *os << row.name; }
 
 class RelativeAbsoluteTest : public ::testing::TestWithParam<ConvertRow> {};
 
@@ -424,11 +385,10 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         ConvertRow{"toAbsoluteFolder", true, QStringLiteral("b/../c.txt"), QStringLiteral("@/dir"), false, QStringLiteral("@/dir/c.txt")},
         ConvertRow{"toAbsoluteBesideFile", true, QStringLiteral("c.txt"), QStringLiteral("@/dir/file.txt"), true, QStringLiteral("@/dir/c.txt")},
-        ConvertRow{"toAbsoluteUp", true, QStringLiteral("../c.txt"), QStringLiteral("@/dir/sub/"), false, QStringLiteral("@/dir/c.txt")},
         ConvertRow{"toAbsoluteMissingBase", true, QStringLiteral("c"), QStringLiteral("@/missing/f"), true, QStringLiteral("@/missing/c")},
         ConvertRow{"alreadyAbsolute", true, QStringLiteral("/abs//x/./y/"), QStringLiteral("@/dir"), false, QStringLiteral("/abs/x/y")},
         ConvertRow{"toRelativeBelow", false, QStringLiteral("@/dir/sub/c.txt"), QStringLiteral("@/dir"), false, QStringLiteral("sub/c.txt")},
         ConvertRow{"toRelativeBesideFile", false, QStringLiteral("@/other/c.txt"), QStringLiteral("@/dir/file.txt"), true, QStringLiteral("../other/c.txt")},
         ConvertRow{"toRelativeMissingBase", false, QStringLiteral("@/m/a/b"), QStringLiteral("@/m/x/"), false, QStringLiteral("../a/b")},
         ConvertRow{"alreadyRelative", false, QStringLiteral("x/./y//z"), QStringLiteral("@/dir"), false, QStringLiteral("x/y/z")}),
-    [](const auto& info) { return rowName(info.param.name); });
+    [](const auto& info) { return std::string(info.param.name); });
