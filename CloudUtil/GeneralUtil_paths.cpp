@@ -30,19 +30,25 @@ bool isRoot(const QString& cleanPath)
 }
 
 // The drive or network prefix that GetCommonParentPath() compares and puts
-// back: "//", "C:" or "". The drive letter is taken from the text as written
-// rather than through a URL parser, which would lower-case it as a scheme;
-// like a URL scheme it must be an ASCII letter.
+// back: "//", a drive such as "C:", or "". A drive is a URL scheme followed by
+// its ':' (a letter, then letters, digits, '+', '-' or '.'), which is a single
+// letter unless cleaning uncovered a longer one (".:/../xy:z"). It is taken
+// from the text as written rather than through QUrl, which lower-cases schemes.
 QString commonPathPrefix(const QString& cleanPath)
 {
     if (GeneralUtil::IsUNCPath(cleanPath))
         return GeneralUtil::kUncPathPrefixFrontSlashes;
-    if (cleanPath.size() >= 2 && cleanPath.at(1) == QLatin1Char(':')) {
-        const char16_t c = cleanPath.at(0).unicode();
-        if ((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'))
-            return cleanPath.left(2);
+    const qsizetype colon = cleanPath.indexOf(QLatin1Char(':'));
+    if (colon < 1)
+        return QString();
+    for (qsizetype i = 0; i < colon; ++i) {
+        const char16_t c = cleanPath.at(i).unicode();
+        const bool letter = (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+        const bool other = (c >= u'0' && c <= u'9') || c == u'+' || c == u'-' || c == u'.';
+        if (!letter && (i == 0 || !other))
+            return QString();
     }
-    return QString();
+    return cleanPath.left(colon + 1);
 }
 
 QStringList components(const QString& cleanPath, qsizetype skip)

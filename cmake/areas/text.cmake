@@ -11,3 +11,25 @@ synccore_add_test(stringutiltest SOURCES tests/stringutiltest.cpp)
 target_sources(KvSyncCore PRIVATE
     CloudUtil/GeneralUtil_paths.cpp
     CloudUtil/GeneralUtil_values.cpp)
+
+synccore_add_test(generalutilpathstest SOURCES tests/generalutilpathstest.cpp)
+synccore_add_test(generalutilvaluestest SOURCES tests/generalutilvaluestest.cpp)
+# Prints display texts in whatever locale its environment sets, so that the
+# values test can check them under a locale of its choosing.
+synccore_add_test_helper(generalutilvalueshelper SOURCES tests/generalutilvalueshelper.cpp)
+if(TARGET generalutilvaluestest)
+    add_dependencies(generalutilvaluestest generalutilvalueshelper)
+endif()
+synccore_add_fuzz(fuzz_text SOURCES fuzz/textfuzz.cpp)
+synccore_add_bench(bench_paths SOURCES bench/pathsbench.cpp)
+synccore_add_tool_sources(tools/synccore/CommandsValues.cpp)
+if(TARGET generalutilvaluestest AND TARGET synccore)
+    # The test runs the tool's duration and size commands.
+    add_dependencies(generalutilvaluestest synccore)
+endif()
+if(SYNCCORE_BUILD_FUZZERS)
+    # Coverage feedback for fuzz_text reaches into the code it exercises.
+    set_source_files_properties(
+        CloudUtil/StringUtil.cpp CloudUtil/GeneralUtil_paths.cpp CloudUtil/GeneralUtil_values.cpp
+        PROPERTIES COMPILE_OPTIONS -fsanitize=fuzzer-no-link)
+endif()
