@@ -1,6 +1,7 @@
 #pragma once
 
 #include "interfaces/SyncNamespace.h"
+#include "interfaces/IQFileInfoWrapper.h"
 #include "kvsyncinterfaces_export.h"
 
 #include <QObject>
@@ -10,8 +11,6 @@
 
 namespace sync {
 namespace interf {
-
-class IQFileInfoWrapper;
 
 /**
  * @brief A replaceable directory iterator, mirroring QDirIterator.

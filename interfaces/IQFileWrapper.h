@@ -1,6 +1,7 @@
 #pragma once
 
 #include "interfaces/SyncNamespace.h"
+#include "interfaces/IQFileInfoWrapper.h"
 #include "kvsyncinterfaces_export.h"
 
 #include <QByteArray>
@@ -12,8 +13,6 @@
 
 namespace sync {
 namespace interf {
-
-class IQFileInfoWrapper;
 
 /**
  * @brief A replaceable file object: the sync engine reaches files only through it.

@@ -40,7 +40,11 @@ synccore_add_test(qfileinfowrappertest SOURCES tests/qfileinfowrappertest.cpp)
 synccore_add_test(qdirwrappertest SOURCES tests/qdirwrappertest.cpp)
 synccore_add_test(qdiriteratorwrappertest SOURCES tests/qdiriteratorwrappertest.cpp)
 synccore_add_test(qeventloopwrappertest SOURCES tests/qeventloopwrappertest.cpp)
-synccore_add_test(qsharingfileenginetest SOURCES tests/qsharingfileenginetest.cpp
+synccore_add_test(qsharingfileenginetest
+    SOURCES tests/qsharingfileenginetest.cpp tests/qsharingfileenginetest.qrc
     LIBS Qt6::CorePrivate)
+if(TARGET qsharingfileenginetest)
+    set_target_properties(qsharingfileenginetest PROPERTIES AUTORCC ON)
+endif()
 
 synccore_add_bench(bench_files SOURCES bench/files.cpp)
