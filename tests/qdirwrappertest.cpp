@@ -68,13 +68,3 @@ TEST(QDirWrapper, CleanUpWorksOnTheWrappersOwnFolder)
     EXPECT_TRUE(QFileInfo::exists(other));
 }
 
-TEST(QDirWrapper, BothConstructors)
-{
-    QDirWrapper fresh;
-    EXPECT_EQ(fresh.absolutePath(), QDir::currentPath());
-    auto shared = std::make_shared<QDir>(QStringLiteral("/"));
-    QDirWrapper adopting(shared);
-    EXPECT_EQ(adopting.GetDir(), shared);
-    adopting.setPath(QStringLiteral("/tmp"));
-    EXPECT_EQ(shared->path(), QStringLiteral("/tmp"));
-}

@@ -31,27 +31,6 @@ TEST(QFileInfoWrapper, DiskDriveIsTheFirstDriveThePathStartsWith)
     }
 }
 
-TEST(QFileInfoWrapper, AdoptedInfoIsSharedAndReplaceable)
-{
-    testutil::TempDir dir;
-    const QString path = dir.write(QStringLiteral("f.txt"), "12345");
-    auto shared = std::make_shared<QFileInfo>(path);
-    QFileInfoWrapper info(shared);
-    EXPECT_EQ(info.GetFileInfo(), shared);
-    EXPECT_TRUE(info.exists());
-    EXPECT_TRUE(info.isFile());
-    EXPECT_EQ(info.size(), 5);
-
-    // The cached size changes only after refresh(), as QFileInfo's does.
-    dir.write(QStringLiteral("f.txt"), "1234567");
-    info.refresh();
-    EXPECT_EQ(info.size(), 7);
-
-    info.SetFileInfo(std::make_shared<QFileInfo>(dir.path()));
-    EXPECT_TRUE(info.isDir());
-    EXPECT_FALSE(info.isFile());
-}
-
 TEST(QFileInfoWrapper, CreatedIsAValidTimeNoLaterThanNow)
 {
     testutil::TempDir dir;

@@ -68,24 +68,6 @@ QString companionName(const std::shared_ptr<IQFileWrapper>& w)
 
 } // namespace
 
-TEST(QFileWrapper, BothConstructorsOwnOrShareTheFile)
-{
-    QFileWrapper fresh;
-    ASSERT_TRUE(fresh.GetFile());
-    EXPECT_TRUE(fresh.fileName().isEmpty());
-
-    auto file = std::make_shared<QFile>(QStringLiteral("/x/y.txt"));
-    QFileWrapper adopting(file);
-    EXPECT_EQ(adopting.GetFile(), file);
-    adopting.setFileName(QStringLiteral("/x/z.txt"));
-    EXPECT_EQ(file->fileName(), QStringLiteral("/x/z.txt"));
-    EXPECT_EQ(adopting.GetFileInfo()->absoluteFilePath(), QStringLiteral("/x/z.txt"));
-
-    auto other = std::make_shared<QFile>(QStringLiteral("/other"));
-    adopting.SetFile(other);
-    EXPECT_EQ(adopting.fileName(), QStringLiteral("/other"));
-}
-
 TEST(QFileWrapper, CopySucceedsOnceAndThenReportsTheFileError)
 {
     TempDir dir;

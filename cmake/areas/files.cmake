@@ -39,7 +39,6 @@ synccore_add_test(qfilewrappertest SOURCES tests/qfilewrappertest.cpp)
 synccore_add_test(qfileinfowrappertest SOURCES tests/qfileinfowrappertest.cpp)
 synccore_add_test(qdirwrappertest SOURCES tests/qdirwrappertest.cpp)
 synccore_add_test(qdiriteratorwrappertest SOURCES tests/qdiriteratorwrappertest.cpp)
-synccore_add_test(qeventloopwrappertest SOURCES tests/qeventloopwrappertest.cpp)
 synccore_add_test(qsharingfileenginetest
     SOURCES tests/qsharingfileenginetest.cpp tests/qsharingfileenginetest.qrc
     LIBS Qt6::CorePrivate)
