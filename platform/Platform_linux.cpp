@@ -77,7 +77,7 @@ void splitForHiddenList(const QString& path, QString& folder, QByteArray& name)
 // The lines of a ".hidden" file; false when it exists but cannot be read.
 bool readHiddenList(const QString& folder, QByteArray& content)
 {
-    QFile list(folder + QLatin1Char('/') + QLatin1String(kHiddenListName));
+    QFile list(QDir(folder).filePath(QLatin1String(kHiddenListName)));
     content.clear();
     if (!list.exists())
         return true;
@@ -213,7 +213,7 @@ bool SetFileHidden(const QString& path, bool hidden)
     if (listed == hidden)
         return true;
 
-    const QString listPath = folder + QLatin1Char('/') + QLatin1String(kHiddenListName);
+    const QString listPath = QDir(folder).filePath(QLatin1String(kHiddenListName));
     QByteArray updated;
     if (hidden) {
         updated = content;
