@@ -1,1 +1,52 @@
 # files: sources, tool commands, tests, benchmarks and fuzz targets of this area.
+# File access: file operations of GeneralUtil, the five wrappers, temporary and
+# download companions, the sharing file engine.
+
+target_sources(KvSyncInterfaces PRIVATE
+    interfaces/IQFileWrapper.h
+    interfaces/IQFileInfoWrapper.h
+    interfaces/IQDirWrapper.h
+    interfaces/IQDirIteratorWrapper.h
+    interfaces/IQEventLoopWrapper.h
+    interfaces/FileInterfaces.cpp)
+
+target_sources(KvSyncCore PRIVATE
+    CloudUtil/GeneralUtil_files.cpp
+    Sync/SyncCore/QFileWrapper.h
+    Sync/SyncCore/QFileWrapper.cpp
+    Sync/SyncCore/QFileInfoWrapper.h
+    Sync/SyncCore/QFileInfoWrapper.cpp
+    Sync/SyncCore/QDirWrapper.h
+    Sync/SyncCore/QDirWrapper.cpp
+    Sync/SyncCore/QDirIteratorWrapper.h
+    Sync/SyncCore/QDirIteratorWrapper.cpp
+    Sync/SyncCore/QEventLoopWrapper.h
+    Sync/SyncCore/QEventLoopWrapper.cpp
+    Sync/SyncCore/QSharingFileEngine.h
+    Sync/SyncCore/QSharingFileEngine.cpp)
+
+synccore_add_tool_sources(tools/synccore/CommandsFiles.cpp)
+
+synccore_add_test_helper(filelockhelper SOURCES tests/filelockhelper.cpp)
+synccore_add_test(generalutilfilestest SOURCES tests/generalutilfilestest.cpp)
+if(TARGET generalutilfilestest)
+    add_dependencies(generalutilfilestest filelockhelper)
+endif()
+if(TARGET synccore)
+    synccore_add_test(commandsfilestest SOURCES tests/commandsfilestest.cpp)
+    if(TARGET commandsfilestest)
+        add_dependencies(commandsfilestest synccore)
+    endif()
+endif()
+synccore_add_test(qfilewrappertest SOURCES tests/qfilewrappertest.cpp)
+synccore_add_test(qfileinfowrappertest SOURCES tests/qfileinfowrappertest.cpp)
+synccore_add_test(qdirwrappertest SOURCES tests/qdirwrappertest.cpp)
+synccore_add_test(qdiriteratorwrappertest SOURCES tests/qdiriteratorwrappertest.cpp)
+synccore_add_test(qsharingfileenginetest
+    SOURCES tests/qsharingfileenginetest.cpp tests/qsharingfileenginetest.qrc
+    LIBS Qt6::CorePrivate)
+if(TARGET qsharingfileenginetest)
+    set_target_properties(qsharingfileenginetest PROPERTIES AUTORCC ON)
+endif()
+
+synccore_add_bench(bench_files SOURCES bench/files.cpp)
