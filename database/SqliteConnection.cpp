@@ -1,11 +1,14 @@
 #include "database/SqliteConnection_p.h"
 
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
 
 #include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
+
+#include <sqlite3.h>
 
 #include <atomic>
 #include <vector>
@@ -42,10 +45,7 @@ void logError(const QString& text, int line, const char* function)
 // table: X"); Qt's generic driver text otherwise. Always one line.
 QString errorText(const QSqlError& error)
 {
-    QString text = error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
-    if (text.isEmpty())
-        text = QStringLiteral("unknown database error");
-    return text.simplified();
+    return error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
 }
 
 std::atomic<quint64> nextRegistrySerial{1};
@@ -99,17 +99,25 @@ SqliteConnection::SqliteConnection(const QString& filePath, const QString& conne
 
 SqliteConnection::~SqliteConnection()
 {
-    // Every query must be gone before the connection, and our own copy of the
-    // handle before removeDatabase(), or Qt warns that it is still in use.
-    _statements.clear();
-    _database.close();
+    _Close();
+    // Our own copy of the handle must go before removeDatabase(), or Qt warns
+    // that the connection is still in use.
     _database = QSqlDatabase();
     QSqlDatabase::removeDatabase(_connectionName);
 }
 
+void SqliteConnection::_Close()
+{
+    // Every statement is finalized first: SQLite refuses to close a handle
+    // with live statements.
+    _statements.clear();
+    _handle = nullptr;
+    _database.close();
+}
+
 bool SqliteConnection::EnsureOpen()
 {
-    if (_database.isOpen())
+    if (_handle)
         return true;
     if (!_database.isValid()) {
         SetError(QStringLiteral("the Qt SQLite driver (QSQLITE) is not available"));
@@ -117,12 +125,19 @@ bool SqliteConnection::EnsureOpen()
     }
     if (!_database.open()) {
         SetError(_database.lastError());
-        _database.close();
+        _Close();
+        return false;
+    }
+    const QVariant handle = _database.driver()->handle();
+    if (handle.isValid() && qstrcmp(handle.typeName(), "sqlite3*") == 0)
+        _handle = *static_cast<sqlite3* const*>(handle.constData());
+    if (!_handle) {
+        SetError(QStringLiteral("the Qt SQLite driver gave no SQLite handle"));
+        _Close();
         return false;
     }
     if (!_Configure()) {
-        _statements.clear();
-        _database.close();
+        _Close();
         return false;
     }
     return true;
@@ -165,49 +180,80 @@ bool SqliteConnection::CheckWritable()
     return Execute(QStringLiteral("ROLLBACK"));
 }
 
-std::unique_ptr<QSqlQuery> SqliteConnection::TakeStatement(const QString& text)
+std::size_t SqliteConnection::TextHash::operator()(const QString& text) const noexcept
+{
+    constexpr qsizetype sample = 24;
+    const QStringView view(text);
+    if (view.size() <= 2 * sample)
+        return qHash(view);
+    return qHash(view.first(sample), qHash(view.last(sample), std::size_t(view.size())));
+}
+
+std::unique_ptr<SqliteStatement> SqliteConnection::TakeStatement(const QString& text)
 {
     auto it = _statements.find(text);
-    if (it != _statements.end()) {
-        CachedStatement cached = std::move(it->second);
-        _statements.erase(it);
-        for (const QString& name : std::as_const(cached.boundNames))
-            cached.query->bindValue(name, QVariant());
-        return std::move(cached.query);
+    if (it != _statements.end() && it->second) {
+        std::unique_ptr<SqliteStatement> cached = std::move(it->second);
+        cached->ClearBindings();
+        return cached;
     }
     if (!EnsureOpen())
         return nullptr;
+
+    sqlite3_stmt* statement = nullptr;
+    const int result = sqlite3_prepare16_v2(_handle, text.utf16(),
+                                            int(text.size() * sizeof(char16_t)), &statement,
+                                            nullptr);
+    if (result != SQLITE_OK) {
+        SetError(QString::fromUtf8(sqlite3_errmsg(_handle)));
+        sqlite3_finalize(statement);
+        return nullptr;
+    }
+    if (!statement) {
+        SetError(QStringLiteral("no SQL statement in \"%1\"").arg(text));
+        return nullptr;
+    }
+    if (sqlite3_column_count(statement) == 0)
+        return std::make_unique<SqliteStatement>(text, _handle, statement);
+
+    // Rows are read through Qt; the statement is known to compile.
+    sqlite3_finalize(statement);
     auto query = std::make_unique<QSqlQuery>(_database);
     if (!query->prepare(text)) {
         SetError(query->lastError());
         return nullptr;
     }
-    return query;
+    return std::make_unique<SqliteStatement>(text, std::move(query));
 }
 
-void SqliteConnection::ReturnStatement(const QString& text, std::unique_ptr<QSqlQuery> query,
-                                       QStringList boundNames)
+void SqliteConnection::ReturnStatement(std::unique_ptr<SqliteStatement> statement)
 {
-    if (!query || !_database.isOpen())
+    if (!statement || !_handle)
         return;
-    // A finished statement holds no read snapshot and no lock.
-    query->finish();
-    if (_statements.size() >= kMaxCachedStatements && _statements.find(text) == _statements.end())
-        _statements.clear();
+    statement->Finish();
+    auto it = _statements.find(statement->Text());
+    if (it == _statements.end()) {
+        if (_statements.size() >= kMaxCachedStatements)
+            _statements.clear();
+        const QString text = statement->Text();
+        _statements.emplace(text, std::move(statement));
+        return;
+    }
     // When two queries of the same text were alive at once, the second one
     // back replaces the first: either is as good.
-    _statements[text] = CachedStatement{std::move(query), std::move(boundNames)};
+    it->second = std::move(statement);
 }
 
 bool SqliteConnection::Execute(const QString& text)
 {
-    std::unique_ptr<QSqlQuery> query = TakeStatement(text);
-    if (!query)
+    std::unique_ptr<SqliteStatement> statement = TakeStatement(text);
+    if (!statement)
         return false;
-    const bool ok = query->exec();
+    QString error;
+    const bool ok = statement->Exec(&error);
     if (!ok)
-        SetError(query->lastError());
-    ReturnStatement(text, std::move(query), {});
+        SetError(error);
+    ReturnStatement(std::move(statement));
     return ok;
 }
 
@@ -223,8 +269,10 @@ void SqliteConnection::SetError(const QSqlError& error)
 
 void SqliteConnection::SetError(const QString& message)
 {
-    _lastError = message;
-    logError(QStringLiteral("Database %0: %1").arg(_filePath, message), __LINE__,
+    _lastError = message.simplified();
+    if (_lastError.isEmpty())
+        _lastError = QStringLiteral("unknown database error");
+    logError(QStringLiteral("Database %0: %1").arg(_filePath, _lastError), __LINE__,
              __PRETTY_FUNCTION__);
 }
 
