@@ -3,6 +3,7 @@
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QThread>
 #include <QVariant>
 
 #include <log4cplus/logger.h>
@@ -306,6 +307,18 @@ std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::ForCurrentThread()
             connection = std::make_shared<SqliteConnection>(_filePath, name);
             _connections.emplace(self, connection);
             threadExitHook.Watch(shared_from_this());
+            // A QThread's waiters wake before its thread_local objects go:
+            // close at finished() already, so that a caller who waited for the
+            // thread finds its connection gone.
+            std::weak_ptr<SqliteConnectionRegistry> weak = shared_from_this();
+            QThread* thread = QThread::currentThread();
+            QObject::connect(
+                thread, &QThread::finished, thread,
+                [weak] {
+                    if (auto registry = weak.lock())
+                        registry->ReleaseThread(std::this_thread::get_id());
+                },
+                Qt::DirectConnection);
         }
     }
     // Opening runs unlocked: it may wait for another thread's lock on the file.

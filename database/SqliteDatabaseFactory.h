@@ -35,10 +35,13 @@ class SqliteConnectionRegistry;
  * Prepared statements are cached per connection by their text, so a query
  * wrapper made for every row does not compile the same statement every time;
  * a statement fetched from the cache starts with every placeholder unbound
- * (NULL), as a freshly prepared one would.
+ * (NULL), as a freshly prepared one would. Values are stored as Qt's SQLite
+ * driver stores them (a null QString is NULL, an empty one is '').
  *
- * Destroy the factory only after the other threads stopped using it; query and
- * database wrappers already handed out keep their own connection alive.
+ * Qt loads its SQLite driver only once a QCoreApplication exists: make one
+ * before Open(). Destroy the factory only after the other threads stopped
+ * using it; query and database wrappers already handed out keep their own
+ * connection alive.
  */
 class KVSYNCCORE_EXPORT SqliteDatabaseFactory : public sync::interf::factory::IDatabaseFactory
 {

@@ -9,11 +9,13 @@
 #include <QDateTime>
 #include <QFile>
 #include <QSqlDatabase>
+#include <QThread>
 #include <QTimeZone>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <set>
@@ -326,6 +328,112 @@ TEST(SqliteDatabaseFactoryTest, FailuresAreReportedAndReadable)
     EXPECT_TRUE(otherThreadError.isEmpty());
 }
 
+// The same value bound to a row-less statement (an INSERT) and to a statement
+// that returns rows (a SELECT) is stored the same way, as Qt's driver would.
+struct BoundValueRow
+{
+    const char* name;
+    QVariant value;
+    const char* storageClass;
+    QVariant readBack;
+};
+
+class SqliteBoundValueTest : public ::testing::TestWithParam<BoundValueRow>
+{
+protected:
+    // Qt reads NULL as a null variant of the column's type.
+    static void expectReadBack(const QVariant& read, const QVariant& expected)
+    {
+        if (expected.isValid()) {
+            EXPECT_EQ(read, expected);
+        } else {
+            EXPECT_TRUE(read.isNull()) << read.toString().toStdString();
+        }
+    }
+};
+
+TEST_P(SqliteBoundValueTest, StoredAsQtWouldStoreIt)
+{
+    const BoundValueRow& row = GetParam();
+    const testutil::TempDir dir;
+    auto factory = openWithTable(dir.filePath(QStringLiteral("v.db")));
+    ASSERT_TRUE(factory);
+
+    // Columns without a declared type keep the storage class they are given.
+    auto create = factory->CreateQuery();
+    ASSERT_TRUE(create->prepare(QStringLiteral("CREATE TABLE Scratch (a, b)")));
+    ASSERT_TRUE(create->exec());
+    // A placeholder used twice is bound once.
+    auto insert = factory->CreateQuery();
+    ASSERT_TRUE(insert->prepare(QStringLiteral("INSERT INTO Scratch (a, b) VALUES (:v, :v)")));
+    insert->bindValue(QStringLiteral(":v"), row.value);
+    ASSERT_TRUE(insert->exec()) << factory->LastError().toStdString();
+
+    auto stored = factory->CreateQuery();
+    ASSERT_TRUE(stored->prepare(QStringLiteral(
+        "SELECT typeof(a), a, a IS b FROM Scratch")));
+    ASSERT_TRUE(stored->exec());
+    ASSERT_TRUE(stored->next());
+    EXPECT_EQ(stored->value(0).toString(), QString::fromLatin1(row.storageClass));
+    expectReadBack(stored->value(1), row.readBack);
+    EXPECT_EQ(stored->value(2).toInt(), 1);
+
+    auto echoed = factory->CreateQuery();
+    ASSERT_TRUE(echoed->prepare(QStringLiteral("SELECT typeof(:v), :v")));
+    echoed->bindValue(QStringLiteral(":v"), row.value);
+    ASSERT_TRUE(echoed->exec()) << factory->LastError().toStdString();
+    ASSERT_TRUE(echoed->next());
+    EXPECT_EQ(echoed->value(0).toString(), QString::fromLatin1(row.storageClass));
+    expectReadBack(echoed->value(1), row.readBack);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, SqliteBoundValueTest,
+    ::testing::Values(
+        BoundValueRow{"Int", QVariant(42), "integer", QVariant(qlonglong(42))},
+        BoundValueRow{"LongLong", QVariant(qlonglong(1) << 40), "integer", QVariant(qlonglong(1) << 40)},
+        BoundValueRow{"NegativeInt", QVariant(-7), "integer", QVariant(qlonglong(-7))},
+        BoundValueRow{"Bool", QVariant(true), "integer", QVariant(qlonglong(1))},
+        BoundValueRow{"Double", QVariant(2.5), "real", QVariant(2.5)},
+        BoundValueRow{"Text", QVariant(QStringLiteral("plain")), "text", QVariant(QStringLiteral("plain"))},
+        BoundValueRow{"NonBmpText", QVariant(QString::fromUtf8("clef \xF0\x9D\x84\x9E \xC3\xA9")), "text",
+                      QVariant(QString::fromUtf8("clef \xF0\x9D\x84\x9E \xC3\xA9"))},
+        BoundValueRow{"EmptyText", QVariant(QStringLiteral("")), "text", QVariant(QStringLiteral(""))},
+        BoundValueRow{"NullString", QVariant(QString()), "null", QVariant()},
+        BoundValueRow{"Invalid", QVariant(), "null", QVariant()},
+        BoundValueRow{"Bytes", QVariant(QByteArray("\0\x01\xff", 3)), "blob", QVariant(QByteArray("\0\x01\xff", 3))},
+        BoundValueRow{"Date", QVariant(QDate(2026, 1, 2)), "text", QVariant(QStringLiteral("2026-01-02"))},
+        BoundValueRow{"DateTimeWithOffset",
+                      QVariant(QDateTime(QDate(2026, 1, 2), QTime(1, 2, 3, 4), Qt::OffsetFromUTC, 3600)), "text",
+                      QVariant(QStringLiteral("2026-01-02T00:02:03.004Z"))}),
+    [](const ::testing::TestParamInfo<BoundValueRow>& info) { return std::string(info.param.name); });
+
+TEST(SqliteDatabaseFactoryTest, StatementCacheOverflowKeepsLiveQueriesWorking)
+{
+    const testutil::TempDir dir;
+    auto factory = openWithTable(dir.filePath(QStringLiteral("a.db")));
+    ASSERT_TRUE(factory);
+    auto live = factory->CreateQuery();
+    ASSERT_TRUE(live->prepare(kInsert));
+    // Far more distinct texts than the cache keeps, of both kinds.
+    for (int i = 0; i < 200; ++i) {
+        auto select = factory->CreateQuery();
+        ASSERT_TRUE(select->prepare(QStringLiteral("SELECT %1 + :n").arg(i)));
+        select->bindValue(QStringLiteral(":n"), 1);
+        ASSERT_TRUE(select->exec());
+        ASSERT_TRUE(select->next());
+        ASSERT_EQ(select->value(0).toInt(), i + 1);
+        auto update = factory->CreateQuery();
+        ASSERT_TRUE(update->prepare(QStringLiteral("UPDATE ActionLog SET actionType = %1").arg(i)));
+        ASSERT_TRUE(update->exec());
+    }
+    live->bindValue(QStringLiteral(":actionType"), 5);
+    ASSERT_TRUE(live->exec()) << factory->LastError().toStdString();
+    EXPECT_EQ(live->lastInsertId().toInt(), 1);
+    live.reset();
+    EXPECT_EQ(insertRow(*factory, 6, QStringLiteral("after")), 2);
+}
+
 // --- timestamps ----------------------------------------------------------------------
 
 struct TimeRow
@@ -440,15 +548,66 @@ TEST(SqliteDatabaseFactoryTest, ConnectionsGoAwayWithTheirThreadAndTheFactory)
     EXPECT_EQ(duringThread.size(), withMain.size() + 1);
     EXPECT_EQ(QSqlDatabase::connectionNames(), withMain) << "the thread's connection was removed";
 
+    // The same for a QThread.
+    std::unique_ptr<QThread> qthread(QThread::create([&] {
+        insertedId = insertRow(*factory, 1, QStringLiteral("from a QThread"));
+        duringThread = QSqlDatabase::connectionNames();
+    }));
+    qthread->start();
+    ASSERT_TRUE(qthread->wait(60000));
+    EXPECT_EQ(insertedId, 2);
+    EXPECT_EQ(duringThread.size(), withMain.size() + 1);
+    EXPECT_EQ(QSqlDatabase::connectionNames(), withMain);
+
     // A wrapper handed out keeps its connection usable after the factory is gone.
     auto query = factory->CreateQuery();
     factory.reset();
     ASSERT_TRUE(query->prepare(QStringLiteral("SELECT count(*) FROM ActionLog")));
     ASSERT_TRUE(query->exec());
     ASSERT_TRUE(query->next());
-    EXPECT_EQ(query->value(0).toInt(), 1);
+    EXPECT_EQ(query->value(0).toInt(), 2);
     query.reset();
     EXPECT_EQ(QSqlDatabase::connectionNames(), before);
+}
+
+TEST(SqliteDatabaseFactoryTest, FactoryGoesAwayWhileAThreadStillRuns)
+{
+    const testutil::TempDir dir;
+    const QStringList before = QSqlDatabase::connectionNames();
+    auto factory = openWithTable(dir.filePath(QStringLiteral("a.db")));
+    ASSERT_TRUE(factory);
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool inserted = false;
+    bool factoryGone = false;
+    qint64 id = -1;
+    std::thread worker([&] {
+        id = insertRow(*factory, 1, QStringLiteral("x"));
+        std::unique_lock<std::mutex> lock(mutex);
+        inserted = true;
+        changed.notify_all();
+        changed.wait(lock, [&] { return factoryGone; });
+        // Ends with no connection left to close.
+    });
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return inserted; });
+    }
+    factory.reset();
+    EXPECT_EQ(QSqlDatabase::connectionNames(), before) << "the running thread's connection too";
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        factoryGone = true;
+    }
+    changed.notify_all();
+    worker.join();
+    EXPECT_EQ(id, 1);
+
+    // The committed row is in the file.
+    auto reopened = SqliteDatabaseFactory::Open(dir.filePath(QStringLiteral("a.db")));
+    ASSERT_TRUE(reopened);
+    EXPECT_EQ(scalar(*reopened, QStringLiteral("SELECT count(*) FROM ActionLog")).toInt(), 1);
 }
 
 TEST(SqliteDatabaseFactoryTest, ConcurrentWritersAndReadersLoseNothing)
@@ -461,6 +620,10 @@ TEST(SqliteDatabaseFactoryTest, ConcurrentWritersAndReadersLoseNothing)
     const testutil::TempDir dir;
     auto factory = openWithTable(dir.filePath(QStringLiteral("busy.db")));
     ASSERT_TRUE(factory);
+    // Half the writers go through a second factory: its connections meet the
+    // first one's only in the file's locks.
+    auto second = SqliteDatabaseFactory::Open(factory->FilePath());
+    ASSERT_TRUE(second);
 
     std::mutex resultsMutex;
     std::vector<qint64> ids;
@@ -469,21 +632,23 @@ TEST(SqliteDatabaseFactoryTest, ConcurrentWritersAndReadersLoseNothing)
     std::atomic<int> readerPasses{0};
     auto fail = [&](const QString& what) {
         std::lock_guard<std::mutex> lock(resultsMutex);
-        failures << what + QStringLiteral(": ") + factory->LastError();
+        failures << what + QStringLiteral(": ") + factory->LastError() + QLatin1Char(' ')
+                + second->LastError();
     };
 
     std::vector<std::thread> threads;
     for (int w = 0; w < kWriters; ++w) {
         threads.emplace_back([&, w] {
+            SqliteDatabaseFactory& mineFactory = w % 2 ? *second : *factory;
             std::vector<qint64> mine;
             for (int t = 0; t < kTransactions; ++t) {
-                auto database = factory->GetDatabase();
+                auto database = mineFactory.GetDatabase();
                 if (!database->transaction()) {
                     fail(QStringLiteral("transaction"));
                     continue;
                 }
                 for (int r = 0; r < kRowsPerTransaction; ++r) {
-                    const qint64 id = insertRow(*factory, w, QStringLiteral("w%1 t%2 r%3").arg(w).arg(t).arg(r));
+                    const qint64 id = insertRow(mineFactory, w, QStringLiteral("w%1 t%2 r%3").arg(w).arg(t).arg(r));
                     if (id < 0)
                         fail(QStringLiteral("insert"));
                     else
