@@ -298,27 +298,28 @@ std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::ForCurrentThread()
         std::lock_guard<std::mutex> lock(_mutex);
         auto it = _connections.find(self);
         if (it != _connections.end()) {
-            connection = it->second;
+            connection = it->second.connection;
         } else {
             // The Qt connection must be made on the thread that uses it.
             const QString name = QStringLiteral("synccore-sqlite-%1-%2")
                                      .arg(_serial)
                                      .arg(++_nextConnection);
-            connection = std::make_shared<SqliteConnection>(_filePath, name);
-            _connections.emplace(self, connection);
+            ThreadEntry entry;
+            entry.connection = connection = std::make_shared<SqliteConnection>(_filePath, name);
             threadExitHook.Watch(shared_from_this());
             // A QThread's waiters wake before its thread_local objects go:
             // close at finished() already, so that a caller who waited for the
             // thread finds its connection gone.
             std::weak_ptr<SqliteConnectionRegistry> weak = shared_from_this();
             QThread* thread = QThread::currentThread();
-            QObject::connect(
+            entry.finished = QObject::connect(
                 thread, &QThread::finished, thread,
                 [weak] {
                     if (auto registry = weak.lock())
                         registry->ReleaseThread(std::this_thread::get_id());
                 },
                 Qt::DirectConnection);
+            _connections.emplace(self, std::move(entry));
         }
     }
     // Opening runs unlocked: it may wait for another thread's lock on the file.
@@ -330,12 +331,19 @@ std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::FindForCurrentThread
 {
     std::lock_guard<std::mutex> lock(_mutex);
     auto it = _connections.find(std::this_thread::get_id());
-    return it == _connections.end() ? nullptr : it->second;
+    return it == _connections.end() ? nullptr : it->second.connection;
+}
+
+void SqliteConnectionRegistry::_Drop(ThreadEntry& entry)
+{
+    QObject::disconnect(entry.finished);
+    // The connection closes here unless a wrapper still holds it.
+    entry.connection.reset();
 }
 
 void SqliteConnectionRegistry::ReleaseThread(std::thread::id id)
 {
-    std::shared_ptr<SqliteConnection> released;
+    ThreadEntry released;
     {
         std::lock_guard<std::mutex> lock(_mutex);
         auto it = _connections.find(id);
@@ -344,16 +352,18 @@ void SqliteConnectionRegistry::ReleaseThread(std::thread::id id)
         released = std::move(it->second);
         _connections.erase(it);
     }
-    // Closed here, outside the lock, unless a wrapper still holds it.
+    _Drop(released);
 }
 
 void SqliteConnectionRegistry::ReleaseAll()
 {
-    std::unordered_map<std::thread::id, std::shared_ptr<SqliteConnection>> released;
+    std::unordered_map<std::thread::id, ThreadEntry> released;
     {
         std::lock_guard<std::mutex> lock(_mutex);
         released.swap(_connections);
     }
+    for (auto& entry : released)
+        _Drop(entry.second);
 }
 
 } // namespace core

@@ -6,6 +6,7 @@
 
 #include "interfaces/SyncNamespace.h"
 
+#include <QObject>
 #include <QSqlDatabase>
 #include <QString>
 #include <QStringConverter>
@@ -164,7 +165,17 @@ private:
     const QString _filePath;
     const quint64 _serial;
     mutable std::mutex _mutex;
-    std::unordered_map<std::thread::id, std::shared_ptr<SqliteConnection>> _connections;
+    struct ThreadEntry
+    {
+        std::shared_ptr<SqliteConnection> connection;
+        // To the thread's finished(). Cut when the entry goes: the connection
+        // holds a reference to the thread's data, and an adopted thread
+        // (std::thread) would otherwise never be freed.
+        QMetaObject::Connection finished;
+    };
+    static void _Drop(ThreadEntry& entry);
+
+    std::unordered_map<std::thread::id, ThreadEntry> _connections;
     quint64 _nextConnection = 0;
 };
 
