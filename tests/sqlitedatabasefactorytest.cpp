@@ -7,6 +7,7 @@
 #include "TestUtil.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QSqlDatabase>
 #include <QThread>
@@ -81,7 +82,6 @@ struct BadPathRow
     // Makes the bad path inside the temporary folder.
     std::function<QString(const testutil::TempDir&)> make;
     const char* reason;
-    bool needsNonRoot = false;
 };
 
 class SqliteOpenErrorTest : public ::testing::TestWithParam<BadPathRow>
@@ -91,8 +91,6 @@ class SqliteOpenErrorTest : public ::testing::TestWithParam<BadPathRow>
 TEST_P(SqliteOpenErrorTest, EmptyPointerAndOneLineMessage)
 {
     const BadPathRow& row = GetParam();
-    if (row.needsNonRoot && ::geteuid() == 0)
-        GTEST_SKIP() << "file permissions do not bind root";
     const testutil::TempDir dir;
     const QString path = row.make(dir);
     const QByteArray before = QFileInfo(path).isFile() ? testutil::readFile(path) : QByteArray();
@@ -135,22 +133,66 @@ INSTANTIATE_TEST_SUITE_P(
                        return d.write(QStringLiteral("notes.db"),
                                       QByteArray("These are notes, not a database.\n").repeated(40));
                    },
-                   "file is not a database"},
-        BadPathRow{"Unreadable",
-                   [](const testutil::TempDir& d) {
-                       const QString p = d.write(QStringLiteral("locked.db"), QByteArray());
-                       QFile::setPermissions(p, QFileDevice::Permissions());
-                       return p;
-                   },
-                   "cannot be read", true},
-        BadPathRow{"ReadOnly",
-                   [](const testutil::TempDir& d) {
-                       const QString p = d.write(QStringLiteral("ro.db"), QByteArray());
-                       QFile::setPermissions(p, QFileDevice::ReadOwner);
-                       return p;
-                   },
-                   "read-only", true}),
+                   "file is not a database"}),
     [](const ::testing::TestParamInfo<BadPathRow>& info) { return std::string(info.param.name); });
+
+// Permissions, checked in a child process that runs unprivileged even when the
+// suite runs as root.
+struct PermissionRow
+{
+    const char* name;
+    QFileDevice::Permissions filePermissions; // of an existing empty file; none: no file
+    QFileDevice::Permissions folderPermissions;
+    const char* expected;
+};
+
+class SqliteOpenPermissionTest : public ::testing::TestWithParam<PermissionRow>
+{
+};
+
+TEST_P(SqliteOpenPermissionTest, UnprivilegedOpen)
+{
+    const PermissionRow& row = GetParam();
+    const testutil::TempDir dir;
+    const QString folder = dir.filePath(QStringLiteral("data"));
+    ASSERT_TRUE(QDir().mkpath(folder));
+    const QString path = folder + QStringLiteral("/actions.db");
+    if (row.filePermissions != QFileDevice::Permissions()) {
+        dir.write(QStringLiteral("data/actions.db"), QByteArray());
+        ASSERT_TRUE(QFile::setPermissions(path, row.filePermissions));
+    }
+    // The unprivileged user must reach the folder at all.
+    const auto open = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
+        | QFileDevice::ReadOther | QFileDevice::ExeOther;
+    ASSERT_TRUE(QFile::setPermissions(dir.path(), open));
+    ASSERT_TRUE(QFile::setPermissions(folder, row.folderPermissions));
+
+    const testutil::ProcessResult result =
+        testutil::run(testutil::builtExecutable(QStringLiteral("sqliteopenhelper")), {path});
+    const QString output = QString::fromUtf8(result.out).trimmed();
+    EXPECT_EQ(result.exitCode, QString::fromLatin1(row.expected) == QLatin1String("opened") ? 0 : 1)
+        << output.toStdString() << result.err.constData();
+    EXPECT_TRUE(output.contains(QString::fromLatin1(row.expected))) << output.toStdString();
+    EXPECT_FALSE(output.contains(QLatin1Char('\n'))) << output.toStdString();
+}
+
+namespace {
+const QFileDevice::Permissions kAllowAll = QFileDevice::ReadOwner | QFileDevice::WriteOwner
+    | QFileDevice::ExeOwner | QFileDevice::ReadOther | QFileDevice::WriteOther | QFileDevice::ExeOther;
+const QFileDevice::Permissions kReadOnlyFolder = QFileDevice::ReadOwner | QFileDevice::ExeOwner
+    | QFileDevice::ReadOther | QFileDevice::ExeOther;
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(
+    Permissions, SqliteOpenPermissionTest,
+    ::testing::Values(
+        PermissionRow{"Unreadable", QFileDevice::WriteOwner, kAllowAll, "cannot be read"},
+        PermissionRow{"ReadOnlyFile", QFileDevice::ReadOwner | QFileDevice::ReadOther, kAllowAll,
+                      "read-only"},
+        PermissionRow{"FolderNotWritable", {}, kReadOnlyFolder, "is not writable"},
+        // The control: the same child opens a file it may write.
+        PermissionRow{"Writable", {}, kAllowAll, "opened"}),
+    [](const ::testing::TestParamInfo<PermissionRow>& info) { return std::string(info.param.name); });
 
 TEST(SqliteDatabaseFactoryTest, OpenCreatesTheFileInWalModeAndReopens)
 {

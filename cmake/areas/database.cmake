@@ -24,6 +24,10 @@ find_package(SQLite3 REQUIRED)
 target_link_libraries(KvSyncCore PRIVATE SQLite::SQLite3)
 
 synccore_add_test(sqlitedatabasefactorytest SOURCES tests/sqlitedatabasefactorytest.cpp CONCURRENT)
+synccore_add_test_helper(sqliteopenhelper SOURCES tests/sqliteopenhelper.cpp)
+if(TARGET sqlitedatabasefactorytest)
+    add_dependencies(sqlitedatabasefactorytest sqliteopenhelper)
+endif()
 
 if(SYNCCORE_BUILD_BENCHMARKS)
     synccore_add_bench(bench_database SOURCES bench/databasebench.cpp LIBS SQLite::SQLite3)
