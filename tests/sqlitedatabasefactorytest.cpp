@@ -445,6 +445,7 @@ INSTANTIATE_TEST_SUITE_P(
         BoundValueRow{"Invalid", QVariant(), "null", QVariant()},
         BoundValueRow{"Bytes", QVariant(QByteArray("\0\x01\xff", 3)), "blob", QVariant(QByteArray("\0\x01\xff", 3))},
         BoundValueRow{"Date", QVariant(QDate(2026, 1, 2)), "text", QVariant(QStringLiteral("2026-01-02"))},
+        BoundValueRow{"InvalidDateTime", QVariant(QDateTime()), "null", QVariant()},
         BoundValueRow{"DateTimeWithOffset",
                       QVariant(QDateTime(QDate(2026, 1, 2), QTime(1, 2, 3, 4), Qt::OffsetFromUTC, 3600)), "text",
                       QVariant(QStringLiteral("2026-01-02T00:02:03.004Z"))}),
@@ -524,15 +525,6 @@ INSTANTIATE_TEST_SUITE_P(
         TimeRow{"ZoneBerlinSummer", QDateTime(QDate(2026, 7, 1), QTime(12, 0, 0, 42), QTimeZone("Europe/Berlin"))},
         TimeRow{"LocalTime", QDateTime(QDate(2026, 6, 15), QTime(9, 30, 15, 250), Qt::LocalTime)}),
     [](const ::testing::TestParamInfo<TimeRow>& info) { return std::string(info.param.name); });
-
-TEST(SqliteDatabaseFactoryTest, InvalidTimestampIsStoredAsNull)
-{
-    const testutil::TempDir dir;
-    auto factory = openWithTable(dir.filePath(QStringLiteral("t.db")));
-    ASSERT_TRUE(factory);
-    ASSERT_EQ(insertRow(*factory, 1, QStringLiteral("x"), QDateTime()), 1);
-    EXPECT_EQ(scalar(*factory, QStringLiteral("SELECT timestamp IS NULL FROM ActionLog")).toInt(), 1);
-}
 
 // --- transactions -------------------------------------------------------------------
 
@@ -618,6 +610,29 @@ TEST(SqliteDatabaseFactoryTest, ConnectionsGoAwayWithTheirThreadAndTheFactory)
     EXPECT_EQ(query->value(0).toInt(), 2);
     query.reset();
     EXPECT_EQ(QSqlDatabase::connectionNames(), before);
+}
+
+TEST(SqliteDatabaseFactoryTest, ThreadWhoseConnectionCannotOpenGetsFailingWrappers)
+{
+    testutil::TempDir dir;
+    const QString folder = dir.filePath(QStringLiteral("gone"));
+    ASSERT_TRUE(QDir().mkpath(folder));
+    auto factory = openWithTable(folder + QStringLiteral("/a.db"));
+    ASSERT_TRUE(factory);
+    // The main thread keeps its open connection; a new thread cannot open one.
+    ASSERT_TRUE(QDir(folder).removeRecursively());
+
+    bool prepared = true;
+    bool begun = true;
+    QString error;
+    std::thread([&] {
+        prepared = factory->CreateQuery()->prepare(QStringLiteral("SELECT 1"));
+        begun = factory->GetDatabase()->transaction();
+        error = factory->LastError();
+    }).join();
+    EXPECT_FALSE(prepared);
+    EXPECT_FALSE(begun);
+    EXPECT_TRUE(error.contains(QLatin1String("unable to open"))) << error.toStdString();
 }
 
 TEST(SqliteDatabaseFactoryTest, FactoryGoesAwayWhileAThreadStillRuns)
