@@ -27,10 +27,10 @@ const QString kName = QStringLiteral("Documents/Quarterly report.docx");
 const QString kInfo = QStringLiteral("/home/user/Cloud/Documents/Quarterly report.docx");
 const QString kDetails = QStringLiteral("<SyncActionDetails type=\"1\"/>");
 
-const char* const kCreate =
-    "CREATE TABLE IF NOT EXISTS ActionLog (id INTEGER PRIMARY KEY AUTOINCREMENT, "
-    "actionType INTEGER, relatedItemName TEXT, relatedItemInfo TEXT, timestamp TEXT, "
-    "details TEXT)";
+const char* const kCreate
+    = "CREATE TABLE IF NOT EXISTS ActionLog (id INTEGER PRIMARY KEY AUTOINCREMENT, "
+      "actionType INTEGER, relatedItemName TEXT, relatedItemInfo TEXT, timestamp TEXT, "
+      "details TEXT)";
 
 void WrapperInsert(benchmark::State& state)
 {
@@ -71,7 +71,8 @@ void WrapperInsert(benchmark::State& state)
 void RawSqliteInsert(benchmark::State& state)
 {
     const int rows = int(state.range(0));
-    const QByteArray path = QFile::encodeName(benchDir->filePath(QStringLiteral("raw-%1.db").arg(rows)));
+    const QByteArray path
+        = QFile::encodeName(benchDir->filePath(QStringLiteral("raw-%1.db").arg(rows)));
     sqlite3* db = nullptr;
     if (sqlite3_open_v2(path.constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr)
         != SQLITE_OK) {
@@ -84,13 +85,14 @@ void RawSqliteInsert(benchmark::State& state)
     sqlite3_exec(db, kCreate, nullptr, nullptr, nullptr);
     sqlite3_stmt* stmt = nullptr;
     sqlite3_prepare_v2(db,
-                       "INSERT INTO ActionLog (actionType, relatedItemName, relatedItemInfo, "
-                       "timestamp, details) VALUES (?1, ?2, ?3, ?4, ?5)",
-                       -1, &stmt, nullptr);
+        "INSERT INTO ActionLog (actionType, relatedItemName, relatedItemInfo, "
+        "timestamp, details) VALUES (?1, ?2, ?3, ?4, ?5)",
+        -1, &stmt, nullptr);
     // The reference binds ready-made text: no string conversion is charged to it.
     const QByteArray name = kName.toUtf8();
     const QByteArray info = kInfo.toUtf8();
-    const QByteArray timestamp = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toUtf8();
+    const QByteArray timestamp
+        = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toUtf8();
     const QByteArray details = kDetails.toUtf8();
     for (auto _ : state) {
         sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
@@ -151,10 +153,16 @@ int main(int argc, char** argv)
         return 1;
     benchDir = &dir;
 
-    const int sizes[] = {1000, 100000};
+    const int sizes[] = { 1000, 100000 };
     for (int rows : sizes) {
-        benchmark::RegisterBenchmark("WrapperInsert", WrapperInsert)->Arg(rows)->Unit(benchmark::kMillisecond)->UseRealTime();
-        benchmark::RegisterBenchmark("RawSqliteInsert", RawSqliteInsert)->Arg(rows)->Unit(benchmark::kMillisecond)->UseRealTime();
+        benchmark::RegisterBenchmark("WrapperInsert", WrapperInsert)
+            ->Arg(rows)
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime();
+        benchmark::RegisterBenchmark("RawSqliteInsert", RawSqliteInsert)
+            ->Arg(rows)
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime();
     }
     benchmark::Initialize(&argc, argv);
     RecordingReporter reporter;
@@ -167,10 +175,12 @@ int main(int argc, char** argv)
         const Rate ours = reporter.rates["WrapperInsert" + suffix];
         const Rate raw = reporter.rates["RawSqliteInsert" + suffix];
         const auto ratio = [](double a, double b) { return b > 0 ? a / b : 0.0; };
-        std::printf("N=%-7d CPU time:   database layer %9.0f rows/s, raw sqlite3 %9.0f rows/s, ratio %.2f\n",
-                    rows, ours.cpu, raw.cpu, ratio(ours.cpu, raw.cpu));
-        std::printf("N=%-7d wall clock: database layer %9.0f rows/s, raw sqlite3 %9.0f rows/s, ratio %.2f\n",
-                    rows, ours.wall, raw.wall, ratio(ours.wall, raw.wall));
+        std::printf("N=%-7d CPU time:   database layer %9.0f rows/s, raw sqlite3 %9.0f rows/s, "
+                    "ratio %.2f\n",
+            rows, ours.cpu, raw.cpu, ratio(ours.cpu, raw.cpu));
+        std::printf("N=%-7d wall clock: database layer %9.0f rows/s, raw sqlite3 %9.0f rows/s, "
+                    "ratio %.2f\n",
+            rows, ours.wall, raw.wall, ratio(ours.wall, raw.wall));
     }
     return 0;
 }

@@ -49,7 +49,7 @@ QString errorText(const QSqlError& error)
     return error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
 }
 
-std::atomic<quint64> nextRegistrySerial{1};
+std::atomic<quint64> nextRegistrySerial { 1 };
 
 // Closes this thread's connections of every registry still alive when the
 // thread ends. A thread_local destructor runs on the ending thread for
@@ -202,9 +202,8 @@ std::unique_ptr<SqliteStatement> SqliteConnection::TakeStatement(const QString& 
         return nullptr;
 
     sqlite3_stmt* statement = nullptr;
-    const int result = sqlite3_prepare16_v2(_handle, text.utf16(),
-                                            int(text.size() * sizeof(char16_t)), &statement,
-                                            nullptr);
+    const int result = sqlite3_prepare16_v2(
+        _handle, text.utf16(), int(text.size() * sizeof(char16_t)), &statement, nullptr);
     if (result != SQLITE_OK) {
         SetError(QString::fromUtf8(sqlite3_errmsg(_handle)));
         sqlite3_finalize(statement);
@@ -274,7 +273,7 @@ void SqliteConnection::SetError(const QString& message)
     if (_lastError.isEmpty())
         _lastError = QStringLiteral("unknown database error");
     logError(QStringLiteral("Database %0: %1").arg(_filePath, _lastError), __LINE__,
-             __PRETTY_FUNCTION__);
+        __PRETTY_FUNCTION__);
 }
 
 // --- SqliteConnectionRegistry -------------------------------------------------------
@@ -282,8 +281,7 @@ void SqliteConnection::SetError(const QString& message)
 SqliteConnectionRegistry::SqliteConnectionRegistry(const QString& filePath)
     : _filePath(filePath)
     , _serial(nextRegistrySerial.fetch_add(1))
-{
-}
+{ }
 
 SqliteConnectionRegistry::~SqliteConnectionRegistry()
 {
@@ -301,9 +299,8 @@ std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::ForCurrentThread()
             connection = it->second.connection;
         } else {
             // The Qt connection must be made on the thread that uses it.
-            const QString name = QStringLiteral("synccore-sqlite-%1-%2")
-                                     .arg(_serial)
-                                     .arg(++_nextConnection);
+            const QString name
+                = QStringLiteral("synccore-sqlite-%1-%2").arg(_serial).arg(++_nextConnection);
             ThreadEntry entry;
             entry.connection = connection = std::make_shared<SqliteConnection>(_filePath, name);
             threadExitHook.Watch(shared_from_this());

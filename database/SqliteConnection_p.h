@@ -78,7 +78,7 @@ private:
     // Direct statements: UTF-8 of each bound text, kept until it is bound again
     // (SQLite reads it in place, without copying or converting it).
     std::vector<std::string> _textBuffers;
-    QStringEncoder _utf8{QStringEncoder::Utf8, QStringConverter::Flag::Stateless};
+    QStringEncoder _utf8 { QStringEncoder::Utf8, QStringConverter::Flag::Stateless };
     // Queries: the placeholders bound since the last ClearBindings().
     QStringList _boundNames;
     QVariant _lastInsertId;

@@ -55,8 +55,8 @@ public:
      * @p errorMessage when given, one line that names the path and the reason.
      * An empty path or ":memory:" is refused: the data must survive the process.
      */
-    static std::shared_ptr<SqliteDatabaseFactory> Open(const QString& filePath,
-                                                       QString* errorMessage = nullptr);
+    static std::shared_ptr<SqliteDatabaseFactory> Open(
+        const QString& filePath, QString* errorMessage = nullptr);
 
     ~SqliteDatabaseFactory() override;
 

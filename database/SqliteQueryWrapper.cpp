@@ -10,8 +10,7 @@ namespace core {
 
 SqliteQueryWrapper::SqliteQueryWrapper(std::shared_ptr<SqliteConnection> connection)
     : _connection(std::move(connection))
-{
-}
+{ }
 
 SqliteQueryWrapper::~SqliteQueryWrapper()
 {

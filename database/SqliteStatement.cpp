@@ -32,8 +32,8 @@ bool formatUtc(qint64 msecs, char* out)
     days += 719468;
     const qint64 era = (days >= 0 ? days : days - 146096) / 146097;
     const qint64 dayOfEra = days - era * 146097;
-    const qint64 yearOfEra =
-        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const qint64 yearOfEra
+        = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
     const qint64 dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
     const qint64 shiftedMonth = (5 * dayOfYear + 2) / 153;
     const int day = int(dayOfYear - (153 * shiftedMonth + 2) / 5 + 1);
@@ -87,14 +87,12 @@ SqliteStatement::SqliteStatement(const QString& text, sqlite3* database, sqlite3
     , _database(database)
     , _statement(statement)
     , _textBuffers(std::size_t(sqlite3_bind_parameter_count(statement)))
-{
-}
+{ }
 
 SqliteStatement::SqliteStatement(const QString& text, std::unique_ptr<QSqlQuery> query)
     : _text(text)
     , _query(std::move(query))
-{
-}
+{ }
 
 SqliteStatement::~SqliteStatement()
 {
@@ -170,8 +168,8 @@ int SqliteStatement::_BindDirect(int index, const QVariant& value)
         const QByteArray* bytes = static_cast<const QByteArray*>(value.constData());
         if (bytes->isNull())
             return sqlite3_bind_null(_statement, index);
-        return sqlite3_bind_blob(_statement, index, bytes->constData(), int(bytes->size()),
-                                 SQLITE_TRANSIENT);
+        return sqlite3_bind_blob(
+            _statement, index, bytes->constData(), int(bytes->size()), SQLITE_TRANSIENT);
     }
     default: {
         const QString text = value.toString();

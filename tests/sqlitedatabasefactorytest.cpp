@@ -46,7 +46,7 @@ std::shared_ptr<SqliteDatabaseFactory> openWithTable(const QString& path)
 
 // Inserts one row and returns its id, -1 on failure.
 qint64 insertRow(SqliteDatabaseFactory& factory, int type, const QString& name,
-                 const QDateTime& timestamp = QDateTime::currentDateTimeUtc())
+    const QDateTime& timestamp = QDateTime::currentDateTimeUtc())
 {
     auto query = factory.CreateQuery();
     if (!query->prepare(kInsert))
@@ -112,28 +112,26 @@ TEST_P(SqliteOpenErrorTest, EmptyPointerAndOneLineMessage)
     EXPECT_FALSE(SqliteDatabaseFactory::Open(path));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    BadPaths, SqliteOpenErrorTest,
-    ::testing::Values(
-        BadPathRow{"Empty", [](const testutil::TempDir&) { return QString(); },
-                   "no file path given"},
-        BadPathRow{"InMemory", [](const testutil::TempDir&) { return QStringLiteral(":memory:"); },
-                   "in-memory"},
-        BadPathRow{"Folder", [](const testutil::TempDir& d) { return d.path(); }, "is a folder"},
-        BadPathRow{"MissingParent",
-                   [](const testutil::TempDir& d) { return d.filePath(QStringLiteral("no/such/x.db")); },
-                   "does not exist"},
-        BadPathRow{"ParentIsAFile",
-                   [](const testutil::TempDir& d) {
-                       return d.write(QStringLiteral("plain"), "text") + QStringLiteral("/x.db");
-                   },
-                   "is not a folder"},
-        BadPathRow{"NotADatabase",
-                   [](const testutil::TempDir& d) {
-                       return d.write(QStringLiteral("notes.db"),
-                                      QByteArray("These are notes, not a database.\n").repeated(40));
-                   },
-                   "file is not a database"}),
+INSTANTIATE_TEST_SUITE_P(BadPaths, SqliteOpenErrorTest,
+    ::testing::Values(BadPathRow { "Empty", [](const testutil::TempDir&) { return QString(); },
+                          "no file path given" },
+        BadPathRow { "InMemory",
+            [](const testutil::TempDir&) { return QStringLiteral(":memory:"); }, "in-memory" },
+        BadPathRow { "Folder", [](const testutil::TempDir& d) { return d.path(); }, "is a folder" },
+        BadPathRow { "MissingParent",
+            [](const testutil::TempDir& d) { return d.filePath(QStringLiteral("no/such/x.db")); },
+            "does not exist" },
+        BadPathRow { "ParentIsAFile",
+            [](const testutil::TempDir& d) {
+                return d.write(QStringLiteral("plain"), "text") + QStringLiteral("/x.db");
+            },
+            "is not a folder" },
+        BadPathRow { "NotADatabase",
+            [](const testutil::TempDir& d) {
+                return d.write(QStringLiteral("notes.db"),
+                    QByteArray("These are notes, not a database.\n").repeated(40));
+            },
+            "file is not a database" }),
     [](const ::testing::TestParamInfo<BadPathRow>& info) { return std::string(info.param.name); });
 
 // Permissions, checked in a child process that runs unprivileged even when the
@@ -167,8 +165,8 @@ TEST_P(SqliteOpenPermissionTest, UnprivilegedOpen)
     ASSERT_TRUE(QFile::setPermissions(dir.path(), open));
     ASSERT_TRUE(QFile::setPermissions(folder, row.folderPermissions));
 
-    const testutil::ProcessResult result =
-        testutil::run(testutil::builtExecutable(QStringLiteral("sqliteopenhelper")), {path});
+    const testutil::ProcessResult result
+        = testutil::run(testutil::builtExecutable(QStringLiteral("sqliteopenhelper")), { path });
     const QString output = QString::fromUtf8(result.out).trimmed();
     EXPECT_EQ(result.exitCode, QString::fromLatin1(row.expected) == QLatin1String("opened") ? 0 : 1)
         << output.toStdString() << result.err.constData();
@@ -178,21 +176,23 @@ TEST_P(SqliteOpenPermissionTest, UnprivilegedOpen)
 
 namespace {
 const QFileDevice::Permissions kAllowAll = QFileDevice::ReadOwner | QFileDevice::WriteOwner
-    | QFileDevice::ExeOwner | QFileDevice::ReadOther | QFileDevice::WriteOther | QFileDevice::ExeOther;
+    | QFileDevice::ExeOwner | QFileDevice::ReadOther | QFileDevice::WriteOther
+    | QFileDevice::ExeOther;
 const QFileDevice::Permissions kReadOnlyFolder = QFileDevice::ReadOwner | QFileDevice::ExeOwner
     | QFileDevice::ReadOther | QFileDevice::ExeOther;
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(
-    Permissions, SqliteOpenPermissionTest,
+INSTANTIATE_TEST_SUITE_P(Permissions, SqliteOpenPermissionTest,
     ::testing::Values(
-        PermissionRow{"Unreadable", QFileDevice::WriteOwner, kAllowAll, "cannot be read"},
-        PermissionRow{"ReadOnlyFile", QFileDevice::ReadOwner | QFileDevice::ReadOther, kAllowAll,
-                      "read-only"},
-        PermissionRow{"FolderNotWritable", {}, kReadOnlyFolder, "is not writable"},
+        PermissionRow { "Unreadable", QFileDevice::WriteOwner, kAllowAll, "cannot be read" },
+        PermissionRow { "ReadOnlyFile", QFileDevice::ReadOwner | QFileDevice::ReadOther, kAllowAll,
+            "read-only" },
+        PermissionRow { "FolderNotWritable", {}, kReadOnlyFolder, "is not writable" },
         // The control: the same child opens a file it may write.
-        PermissionRow{"Writable", {}, kAllowAll, "opened"}),
-    [](const ::testing::TestParamInfo<PermissionRow>& info) { return std::string(info.param.name); });
+        PermissionRow { "Writable", {}, kAllowAll, "opened" }),
+    [](const ::testing::TestParamInfo<PermissionRow>& info) {
+        return std::string(info.param.name);
+    });
 
 TEST(SqliteDatabaseFactoryTest, OpenCreatesTheFileInWalModeAndReopens)
 {
@@ -206,7 +206,7 @@ TEST(SqliteDatabaseFactoryTest, OpenCreatesTheFileInWalModeAndReopens)
         EXPECT_EQ(factory->FilePath(), dir.filePath(QStringLiteral("actions.db")));
         EXPECT_TRUE(QFileInfo::exists(factory->FilePath()));
         EXPECT_EQ(scalar(*factory, QStringLiteral("PRAGMA journal_mode")).toString(),
-                  QStringLiteral("wal"));
+            QStringLiteral("wal"));
         EXPECT_EQ(scalar(*factory, QStringLiteral("PRAGMA busy_timeout")).toInt(), 10000);
         // synchronous=NORMAL is 1.
         EXPECT_EQ(scalar(*factory, QStringLiteral("PRAGMA synchronous")).toInt(), 1);
@@ -236,8 +236,9 @@ TEST(SqliteDatabaseFactoryTest, ActionLogTableIsCreatedOnceWithItsColumns)
     QStringList names;
     while (columns->next())
         names << columns->value(1).toString();
-    EXPECT_EQ(names, (QStringList{"id", "actionType", "relatedItemName", "relatedItemInfo",
-                                  "timestamp", "details"}));
+    EXPECT_EQ(names,
+        (QStringList {
+            "id", "actionType", "relatedItemName", "relatedItemInfo", "timestamp", "details" }));
 
     // AUTOINCREMENT: ids of deleted rows are never handed out again.
     ASSERT_EQ(insertRow(*factory, 3, QStringLiteral("second")), 2);
@@ -270,7 +271,8 @@ TEST(SqliteDatabaseFactoryTest, InsertSelectRoundTrip)
         EXPECT_EQ(query->value(0).toInt(), i);
         EXPECT_EQ(query->value(1).toInt(), 10 + i);
         EXPECT_EQ(query->value(2).toString(), unicode + QString::number(i));
-        EXPECT_EQ(query->value(3).toString(), QStringLiteral("info ") + unicode + QString::number(i));
+        EXPECT_EQ(
+            query->value(3).toString(), QStringLiteral("info ") + unicode + QString::number(i));
         EXPECT_TRUE(query->value(4).toString().isEmpty());
         EXPECT_FALSE(query->value(5).isValid()) << "past the last column";
         EXPECT_FALSE(query->value(-1).isValid());
@@ -303,9 +305,12 @@ TEST(SqliteDatabaseFactoryTest, ReusedStatementStartsUnbound)
     query->bindValue(QStringLiteral(":relatedItemName"), QStringLiteral("partial"));
     ASSERT_TRUE(query->exec()) << factory->LastError().toStdString();
     EXPECT_EQ(query->lastInsertId().toInt(), 2);
-    EXPECT_EQ(scalar(*factory, QStringLiteral("SELECT count(*) FROM ActionLog WHERE id = 2 AND "
-                                              "relatedItemInfo IS NULL AND timestamp IS NULL "
-                                              "AND details IS NULL")).toInt(), 1);
+    EXPECT_EQ(scalar(*factory,
+                  QStringLiteral("SELECT count(*) FROM ActionLog WHERE id = 2 AND "
+                                 "relatedItemInfo IS NULL AND timestamp IS NULL "
+                                 "AND details IS NULL"))
+                  .toInt(),
+        1);
 }
 
 TEST(SqliteDatabaseFactoryTest, TwoLiveQueriesOfTheSameTextAreIndependent)
@@ -333,7 +338,7 @@ TEST(SqliteDatabaseFactoryTest, TwoLiveQueriesOfTheSameTextAreIndependent)
             ++rows;
         pairs << id * 10 + rows;
     }
-    EXPECT_EQ(pairs, (QList<int>{14, 23, 32, 41}));
+    EXPECT_EQ(pairs, (QList<int> { 14, 23, 32, 41 }));
 }
 
 TEST(SqliteDatabaseFactoryTest, FailuresAreReportedAndReadable)
@@ -412,8 +417,7 @@ TEST_P(SqliteBoundValueTest, StoredAsQtWouldStoreIt)
     ASSERT_TRUE(insert->exec()) << factory->LastError().toStdString();
 
     auto stored = factory->CreateQuery();
-    ASSERT_TRUE(stored->prepare(QStringLiteral(
-        "SELECT typeof(a), a, a IS b FROM Scratch")));
+    ASSERT_TRUE(stored->prepare(QStringLiteral("SELECT typeof(a), a, a IS b FROM Scratch")));
     ASSERT_TRUE(stored->exec());
     ASSERT_TRUE(stored->next());
     EXPECT_EQ(stored->value(0).toString(), QString::fromLatin1(row.storageClass));
@@ -429,27 +433,32 @@ TEST_P(SqliteBoundValueTest, StoredAsQtWouldStoreIt)
     expectReadBack(echoed->value(1), row.readBack);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Values, SqliteBoundValueTest,
-    ::testing::Values(
-        BoundValueRow{"Int", QVariant(42), "integer", QVariant(qlonglong(42))},
-        BoundValueRow{"LongLong", QVariant(qlonglong(1) << 40), "integer", QVariant(qlonglong(1) << 40)},
-        BoundValueRow{"NegativeInt", QVariant(-7), "integer", QVariant(qlonglong(-7))},
-        BoundValueRow{"Bool", QVariant(true), "integer", QVariant(qlonglong(1))},
-        BoundValueRow{"Double", QVariant(2.5), "real", QVariant(2.5)},
-        BoundValueRow{"Text", QVariant(QStringLiteral("plain")), "text", QVariant(QStringLiteral("plain"))},
-        BoundValueRow{"NonBmpText", QVariant(QString::fromUtf8("clef \xF0\x9D\x84\x9E \xC3\xA9")), "text",
-                      QVariant(QString::fromUtf8("clef \xF0\x9D\x84\x9E \xC3\xA9"))},
-        BoundValueRow{"EmptyText", QVariant(QStringLiteral("")), "text", QVariant(QStringLiteral(""))},
-        BoundValueRow{"NullString", QVariant(QString()), "null", QVariant()},
-        BoundValueRow{"Invalid", QVariant(), "null", QVariant()},
-        BoundValueRow{"Bytes", QVariant(QByteArray("\0\x01\xff", 3)), "blob", QVariant(QByteArray("\0\x01\xff", 3))},
-        BoundValueRow{"Date", QVariant(QDate(2026, 1, 2)), "text", QVariant(QStringLiteral("2026-01-02"))},
-        BoundValueRow{"InvalidDateTime", QVariant(QDateTime()), "null", QVariant()},
-        BoundValueRow{"DateTimeWithOffset",
-                      QVariant(QDateTime(QDate(2026, 1, 2), QTime(1, 2, 3, 4), Qt::OffsetFromUTC, 3600)), "text",
-                      QVariant(QStringLiteral("2026-01-02T00:02:03.004Z"))}),
-    [](const ::testing::TestParamInfo<BoundValueRow>& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Values, SqliteBoundValueTest,
+    ::testing::Values(BoundValueRow { "Int", QVariant(42), "integer", QVariant(qlonglong(42)) },
+        BoundValueRow {
+            "LongLong", QVariant(qlonglong(1) << 40), "integer", QVariant(qlonglong(1) << 40) },
+        BoundValueRow { "NegativeInt", QVariant(-7), "integer", QVariant(qlonglong(-7)) },
+        BoundValueRow { "Bool", QVariant(true), "integer", QVariant(qlonglong(1)) },
+        BoundValueRow { "Double", QVariant(2.5), "real", QVariant(2.5) },
+        BoundValueRow {
+            "Text", QVariant(QStringLiteral("plain")), "text", QVariant(QStringLiteral("plain")) },
+        BoundValueRow { "NonBmpText", QVariant(QString::fromUtf8("clef \xF0\x9D\x84\x9E \xC3\xA9")),
+            "text", QVariant(QString::fromUtf8("clef \xF0\x9D\x84\x9E \xC3\xA9")) },
+        BoundValueRow {
+            "EmptyText", QVariant(QStringLiteral("")), "text", QVariant(QStringLiteral("")) },
+        BoundValueRow { "NullString", QVariant(QString()), "null", QVariant() },
+        BoundValueRow { "Invalid", QVariant(), "null", QVariant() },
+        BoundValueRow { "Bytes", QVariant(QByteArray("\0\x01\xff", 3)), "blob",
+            QVariant(QByteArray("\0\x01\xff", 3)) },
+        BoundValueRow {
+            "Date", QVariant(QDate(2026, 1, 2)), "text", QVariant(QStringLiteral("2026-01-02")) },
+        BoundValueRow { "InvalidDateTime", QVariant(QDateTime()), "null", QVariant() },
+        BoundValueRow { "DateTimeWithOffset",
+            QVariant(QDateTime(QDate(2026, 1, 2), QTime(1, 2, 3, 4), Qt::OffsetFromUTC, 3600)),
+            "text", QVariant(QStringLiteral("2026-01-02T00:02:03.004Z")) }),
+    [](const ::testing::TestParamInfo<BoundValueRow>& info) {
+        return std::string(info.param.name);
+    });
 
 TEST(SqliteDatabaseFactoryTest, StatementCacheOverflowKeepsLiveQueriesWorking)
 {
@@ -514,16 +523,21 @@ TEST_P(SqliteTimestampTest, ReadsBackAsTheSameUtcInstantToTheMillisecond)
     EXPECT_TRUE(query->value(0).toString().endsWith(QLatin1Char('Z')));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Instants, SqliteTimestampTest,
+INSTANTIATE_TEST_SUITE_P(Instants, SqliteTimestampTest,
     ::testing::Values(
-        TimeRow{"Utc", QDateTime::fromString(QStringLiteral("2026-11-23T07:35:22.123Z"), Qt::ISODateWithMs)},
-        TimeRow{"UtcWholeSecond", QDateTime(QDate(2014, 5, 27), QTime(8, 15, 2), Qt::UTC)},
-        TimeRow{"UtcLastMillisecondOfYear", QDateTime(QDate(1999, 12, 31), QTime(23, 59, 59, 999), Qt::UTC)},
-        TimeRow{"OffsetPlus0530", QDateTime(QDate(2026, 3, 1), QTime(0, 10, 0, 7), Qt::OffsetFromUTC, 5 * 3600 + 1800)},
-        TimeRow{"OffsetMinus08", QDateTime(QDate(2026, 12, 31), QTime(22, 0, 0, 500), Qt::OffsetFromUTC, -8 * 3600)},
-        TimeRow{"ZoneBerlinSummer", QDateTime(QDate(2026, 7, 1), QTime(12, 0, 0, 42), QTimeZone("Europe/Berlin"))},
-        TimeRow{"LocalTime", QDateTime(QDate(2026, 6, 15), QTime(9, 30, 15, 250), Qt::LocalTime)}),
+        TimeRow { "Utc",
+            QDateTime::fromString(QStringLiteral("2026-11-23T07:35:22.123Z"), Qt::ISODateWithMs) },
+        TimeRow { "UtcWholeSecond", QDateTime(QDate(2014, 5, 27), QTime(8, 15, 2), Qt::UTC) },
+        TimeRow { "UtcLastMillisecondOfYear",
+            QDateTime(QDate(1999, 12, 31), QTime(23, 59, 59, 999), Qt::UTC) },
+        TimeRow { "OffsetPlus0530",
+            QDateTime(QDate(2026, 3, 1), QTime(0, 10, 0, 7), Qt::OffsetFromUTC, 5 * 3600 + 1800) },
+        TimeRow { "OffsetMinus08",
+            QDateTime(QDate(2026, 12, 31), QTime(22, 0, 0, 500), Qt::OffsetFromUTC, -8 * 3600) },
+        TimeRow { "ZoneBerlinSummer",
+            QDateTime(QDate(2026, 7, 1), QTime(12, 0, 0, 42), QTimeZone("Europe/Berlin")) },
+        TimeRow {
+            "LocalTime", QDateTime(QDate(2026, 6, 15), QTime(9, 30, 15, 250), Qt::LocalTime) }),
     [](const ::testing::TestParamInfo<TimeRow>& info) { return std::string(info.param.name); });
 
 // --- transactions -------------------------------------------------------------------
@@ -533,7 +547,9 @@ TEST(SqliteDatabaseFactoryTest, TransactionsCommitAndRollBack)
     const testutil::TempDir dir;
     auto factory = openWithTable(dir.filePath(QStringLiteral("a.db")));
     ASSERT_TRUE(factory);
-    auto count = [&] { return scalar(*factory, QStringLiteral("SELECT count(*) FROM ActionLog")).toInt(); };
+    auto count = [&] {
+        return scalar(*factory, QStringLiteral("SELECT count(*) FROM ActionLog")).toInt();
+    };
     auto database = factory->GetDatabase();
 
     EXPECT_FALSE(database->commit()) << "no transaction open";
@@ -693,8 +709,8 @@ TEST(SqliteDatabaseFactoryTest, ConcurrentWritersAndReadersLoseNothing)
     std::mutex resultsMutex;
     std::vector<qint64> ids;
     QStringList failures;
-    std::atomic<int> writersLeft{kWriters};
-    std::atomic<int> readerPasses{0};
+    std::atomic<int> writersLeft { kWriters };
+    std::atomic<int> readerPasses { 0 };
     auto fail = [&](const QString& what) {
         std::lock_guard<std::mutex> lock(resultsMutex);
         failures << what + QStringLiteral(": ") + factory->LastError() + QLatin1Char(' ')
@@ -713,7 +729,8 @@ TEST(SqliteDatabaseFactoryTest, ConcurrentWritersAndReadersLoseNothing)
                     continue;
                 }
                 for (int r = 0; r < kRowsPerTransaction; ++r) {
-                    const qint64 id = insertRow(mineFactory, w, QStringLiteral("w%1 t%2 r%3").arg(w).arg(t).arg(r));
+                    const qint64 id = insertRow(
+                        mineFactory, w, QStringLiteral("w%1 t%2 r%3").arg(w).arg(t).arg(r));
                     if (id < 0)
                         fail(QStringLiteral("insert"));
                     else
@@ -735,7 +752,8 @@ TEST(SqliteDatabaseFactoryTest, ConcurrentWritersAndReadersLoseNothing)
             while (!finalPass) {
                 finalPass = writersLeft.load() == 0;
                 auto query = factory->CreateQuery();
-                if (!query->prepare(QStringLiteral("SELECT count(*), count(DISTINCT id) FROM ActionLog"))
+                if (!query->prepare(
+                        QStringLiteral("SELECT count(*), count(DISTINCT id) FROM ActionLog"))
                     || !query->exec() || !query->next()) {
                     fail(QStringLiteral("select"));
                     continue;
