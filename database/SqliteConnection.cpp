@@ -43,7 +43,7 @@ void logError(const QString& text, int line, const char* function)
 }
 
 // SQLite's own message when there is one ("database is locked", "no such
-// table: X"); Qt's generic driver text otherwise. Always one line.
+// table: X"); Qt's generic driver text otherwise.
 QString errorText(const QSqlError& error)
 {
     return error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
