@@ -38,10 +38,10 @@ class SqliteConnectionRegistry;
  * (NULL), as a freshly prepared one would. Values are stored as Qt's SQLite
  * driver stores them (a null QString is NULL, an empty one is '').
  *
- * Qt loads its SQLite driver only once a QCoreApplication exists: make one
- * before Open(). Destroy the factory only after the other threads stopped
- * using it; query and database wrappers already handed out keep their own
- * connection alive.
+ * Needs Qt's SQLite driver plugin (QSQLITE); without it Open() fails with a
+ * message that says so. Destroy the factory only after the other threads
+ * stopped using it; query and database wrappers already handed out keep their
+ * own connection alive.
  */
 class KVSYNCCORE_EXPORT SqliteDatabaseFactory : public sync::interf::factory::IDatabaseFactory
 {
