@@ -16,3 +16,10 @@ target_sources(KvSyncCore PRIVATE
     Sync/SyncCore/CryptographicHash.cpp
     Sync/SyncCore/SessionToken.h
     Sync/SyncCore/SessionToken.cpp)
+
+if(SYNCCORE_BUILD_TESTS OR SYNCCORE_BUILD_BENCHMARKS)
+    # OpenSSL is the reference of the tests and benchmarks only.
+    find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+endif()
+
+synccore_add_test(aestest SOURCES tests/aestest.cpp tests/OpenSslReference.h LIBS OpenSSL::Crypto)
