@@ -23,3 +23,5 @@ if(SYNCCORE_BUILD_TESTS OR SYNCCORE_BUILD_BENCHMARKS)
 endif()
 
 synccore_add_test(aestest SOURCES tests/aestest.cpp tests/OpenSslReference.h LIBS OpenSSL::Crypto)
+synccore_add_test(cryptotest SOURCES tests/cryptotest.cpp tests/OpenSslReference.h LIBS OpenSSL::Crypto)
+synccore_add_test(cryptographichashtest SOURCES tests/cryptographichashtest.cpp)
