@@ -105,11 +105,4 @@ TEST(CryptographicHashTest, UnopenablePathsGiveNullAndLeaveTheNextCallIntact)
     }
 }
 
-TEST(CryptographicHashTest, MadeWithoutParent)
-{
-    CryptographicHash hash;
-    EXPECT_EQ(hash.parent(), nullptr);
-    EXPECT_TRUE(hash.inherits("sync::interf::ICryptographicHash"));
-}
-
 } // namespace

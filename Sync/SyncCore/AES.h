@@ -23,8 +23,9 @@ inline namespace KvSync_6_0 {
  * at run time) the work is done by those instructions; every other case runs
  * the table-driven rounds. Both give the same bytes.
  *
- * Lives in the global namespace (not `sync::core`): it is a plain cipher
- * with no ties to the rest of the library.
+ * Not in `sync::core`: a plain cipher with no ties to the rest of the
+ * library, named `AES` from the global namespace (it sits only in the
+ * library's inline ABI namespace).
  */
 class KVSYNCCORE_EXPORT AES
 {
