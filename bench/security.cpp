@@ -42,9 +42,12 @@ enum class Op { EcbEncrypt, EcbDecrypt, CbcEncrypt, CbcDecrypt };
 const char* implName(Impl i)
 {
     switch (i) {
-    case Impl::Table: return "table";
-    case Impl::Hardware: return "hardware";
-    case Impl::OpenSsl: return "openssl";
+    case Impl::Table:
+        return "table";
+    case Impl::Hardware:
+        return "hardware";
+    case Impl::OpenSsl:
+        return "openssl";
     }
     return "";
 }
@@ -52,10 +55,14 @@ const char* implName(Impl i)
 const char* opName(Op o)
 {
     switch (o) {
-    case Op::EcbEncrypt: return "ECB-encrypt";
-    case Op::EcbDecrypt: return "ECB-decrypt";
-    case Op::CbcEncrypt: return "CBC-encrypt";
-    case Op::CbcDecrypt: return "CBC-decrypt";
+    case Op::EcbEncrypt:
+        return "ECB-encrypt";
+    case Op::EcbDecrypt:
+        return "ECB-decrypt";
+    case Op::CbcEncrypt:
+        return "CBC-encrypt";
+    case Op::CbcDecrypt:
+        return "CBC-decrypt";
     }
     return "";
 }
@@ -79,8 +86,8 @@ std::vector<unsigned char> randomBuffer(size_t n)
     return b;
 }
 
-const unsigned char benchKey[16] = {0x2b, 0x7e, 0x15, 0x16, 0x28, 0xae, 0xd2, 0xa6,
-                                    0xab, 0xf7, 0x15, 0x88, 0x09, 0xcf, 0x4f, 0x3c};
+const unsigned char benchKey[16] = { 0x2b, 0x7e, 0x15, 0x16, 0x28, 0xae, 0xd2, 0xa6, 0xab, 0xf7,
+    0x15, 0x88, 0x09, 0xcf, 0x4f, 0x3c };
 
 void benchOurs(benchmark::State& state, Impl impl, Op op)
 {
@@ -144,7 +151,8 @@ bool makeHashFile(const QString& path, qint64 mib)
     for (qint64 i = 0; i < mib; ++i) {
         // Vary each MiB so that no two are alike.
         std::memcpy(chunk.data(), &i, sizeof i);
-        if (f.write(reinterpret_cast<const char*>(chunk.data()), qint64(chunk.size())) != qint64(chunk.size()))
+        if (f.write(reinterpret_cast<const char*>(chunk.data()), qint64(chunk.size()))
+            != qint64(chunk.size()))
             return false;
     }
     hashFileBytes = f.size();
@@ -154,9 +162,10 @@ bool makeHashFile(const QString& path, qint64 mib)
 /// User plus system CPU seconds of this process (RUSAGE_SELF) or of its reaped children.
 double cpuSeconds(int who)
 {
-    rusage u{};
+    rusage u {};
     getrusage(who, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
+    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec)
+        + double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
 }
 
 void benchGenerateHash(benchmark::State& state, bool md5)
@@ -164,7 +173,8 @@ void benchGenerateHash(benchmark::State& state, bool md5)
     sync::core::CryptographicHash hash;
     for (auto _ : state) {
         const double before = cpuSeconds(RUSAGE_SELF);
-        const QString digest = md5 ? hash.GenerateHashMD5(hashFilePath) : hash.GenerateHash(hashFilePath);
+        const QString digest
+            = md5 ? hash.GenerateHashMD5(hashFilePath) : hash.GenerateHash(hashFilePath);
         state.SetIterationTime(cpuSeconds(RUSAGE_SELF) - before);
         if (digest.isNull())
             state.SkipWithError("cannot read the file");
@@ -178,7 +188,7 @@ void benchCoreutils(benchmark::State& state, const QString& program)
     for (auto _ : state) {
         const double before = cpuSeconds(RUSAGE_CHILDREN);
         QProcess p;
-        p.start(program, {hashFilePath});
+        p.start(program, { hashFilePath });
         if (!p.waitForFinished(-1) || p.exitCode() != 0)
             state.SkipWithError("the program failed");
         state.SetIterationTime(cpuSeconds(RUSAGE_CHILDREN) - before);
@@ -204,7 +214,8 @@ public:
     std::map<std::string, double> rates; // MB/s (10^6 bytes per second) by benchmark name
 };
 
-void printRatio(const CollectingReporter& r, const std::string& ours, const std::string& reference, double target)
+void printRatio(const CollectingReporter& r, const std::string& ours, const std::string& reference,
+    double target)
 {
     const auto a = r.rates.find(ours);
     const auto b = r.rates.find(reference);
@@ -213,8 +224,9 @@ void printRatio(const CollectingReporter& r, const std::string& ours, const std:
         return;
     }
     const double ratio = a->second / b->second;
-    std::printf("%-28s %9.1f MB/s   %-28s %9.1f MB/s   ratio %5.2fx  (target >= %.2fx: %s)\n", ours.c_str(),
-                a->second, reference.c_str(), b->second, ratio, target, ratio >= target ? "met" : "NOT met");
+    std::printf("%-28s %9.1f MB/s   %-28s %9.1f MB/s   ratio %5.2fx  (target >= %.2fx: %s)\n",
+        ours.c_str(), a->second, reference.c_str(), b->second, ratio, target,
+        ratio >= target ? "met" : "NOT met");
 }
 
 } // namespace
@@ -224,9 +236,9 @@ int main(int argc, char** argv)
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
 
-    const Op ops[] = {Op::EcbEncrypt, Op::EcbDecrypt, Op::CbcEncrypt, Op::CbcDecrypt};
+    const Op ops[] = { Op::EcbEncrypt, Op::EcbDecrypt, Op::CbcEncrypt, Op::CbcDecrypt };
     for (Op op : ops) {
-        for (Impl impl : {Impl::Table, Impl::Hardware, Impl::OpenSsl}) {
+        for (Impl impl : { Impl::Table, Impl::Hardware, Impl::OpenSsl }) {
             const std::string name = std::string("AES128/") + opName(op) + "/" + implName(impl);
             if (impl == Impl::OpenSsl)
                 benchmark::RegisterBenchmark(name.c_str(), benchOpenSsl, op);
@@ -240,12 +252,14 @@ int main(int argc, char** argv)
     const qint64 mib = sizeText ? std::atoll(sizeText) : 1024;
     hashFilePath = dir.filePath(QStringLiteral("hashed.bin"));
     if (!dir.isValid() || !makeHashFile(hashFilePath, mib)) {
-        std::fprintf(stderr, "cannot write the %lld MiB file to hash\n", static_cast<long long>(mib));
+        std::fprintf(
+            stderr, "cannot write the %lld MiB file to hash\n", static_cast<long long>(mib));
         return 1;
     }
-    std::printf("hashing a %lld MiB file (read from the page cache)\n", static_cast<long long>(mib));
-    for (const char* name : {"Hash/SHA-1/GenerateHash", "Hash/SHA-1/sha1sum", "Hash/MD5/GenerateHashMD5",
-                             "Hash/MD5/md5sum"}) {
+    std::printf(
+        "hashing a %lld MiB file (read from the page cache)\n", static_cast<long long>(mib));
+    for (const char* name : { "Hash/SHA-1/GenerateHash", "Hash/SHA-1/sha1sum",
+             "Hash/MD5/GenerateHashMD5", "Hash/MD5/md5sum" }) {
         const std::string n(name);
         benchmark::internal::Benchmark* b = nullptr;
         if (n == "Hash/SHA-1/GenerateHash")
@@ -254,8 +268,8 @@ int main(int argc, char** argv)
             b = benchmark::RegisterBenchmark(name, benchGenerateHash, true);
         else
             b = benchmark::RegisterBenchmark(name, benchCoreutils,
-                                             n.find("sha1") != std::string::npos ? QStringLiteral("sha1sum")
-                                                                                 : QStringLiteral("md5sum"));
+                n.find("sha1") != std::string::npos ? QStringLiteral("sha1sum")
+                                                    : QStringLiteral("md5sum"));
         b->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
     }
 

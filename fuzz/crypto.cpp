@@ -73,7 +73,7 @@ void pathsAgree(const QByteArray& bytes)
         dec.StartDecryption(k);
         plain[hw] = QByteArray(payload.size(), '\0');
         dec.Decrypt(reinterpret_cast<const unsigned char*>(cipher[hw].constData()),
-                    reinterpret_cast<unsigned char*>(plain[hw].data()), blocks, mode);
+            reinterpret_cast<unsigned char*>(plain[hw].data()), blocks, mode);
     }
     check(cipher[0] == cipher[1]);
     check(plain[0] == plain[1]);
@@ -89,9 +89,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     const QByteArray payload(reinterpret_cast<const char*>(data) + 1, qsizetype(size - 1));
     switch (data[0] % 3) {
-    case 0: decryptArbitrary(payload); break;
-    case 1: roundTrip(payload); break;
-    default: pathsAgree(payload); break;
+    case 0:
+        decryptArbitrary(payload);
+        break;
+    case 1:
+        roundTrip(payload);
+        break;
+    default:
+        pathsAgree(payload);
+        break;
     }
     return 0;
 }

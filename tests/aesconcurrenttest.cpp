@@ -21,7 +21,7 @@ TEST(AesConcurrentTest, FirstObjectsOnManyThreadsSeeFinishedTables)
     const QByteArray plain = QByteArray::fromHex("00112233445566778899aabbccddeeff");
     const QByteArray cipher = QByteArray::fromHex("69c4e0d86a7b0430d8cdb78070b4c55a");
     constexpr int Threads = 8;
-    std::atomic<int> ready{0};
+    std::atomic<int> ready { 0 };
     std::vector<QByteArray> results(Threads);
     std::vector<QString> texts(Threads);
     std::vector<std::thread> threads;
@@ -37,7 +37,7 @@ TEST(AesConcurrentTest, FirstObjectsOnManyThreadsSeeFinishedTables)
             aes.StartEncryption(reinterpret_cast<const unsigned char*>(key.constData()));
             QByteArray out(16, '\0');
             aes.Encrypt(reinterpret_cast<const unsigned char*>(plain.constData()),
-                        reinterpret_cast<unsigned char*>(out.data()), 1, AES::ECB);
+                reinterpret_cast<unsigned char*>(out.data()), 1, AES::ECB);
             results[size_t(t)] = out;
             const QString text = QStringLiteral("value of thread %1").arg(t);
             for (int i = 0; i < 200; ++i)

@@ -19,7 +19,7 @@ namespace {
 /// The digest that a coreutils program prints for a file (first word of its line).
 QString coreutilsDigest(const QString& program, const QString& path)
 {
-    const testutil::ProcessResult r = testutil::run(program, {path});
+    const testutil::ProcessResult r = testutil::run(program, { path });
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();
     return QString::fromLatin1(r.out.left(r.out.indexOf(' ')));
 }
@@ -40,7 +40,8 @@ class CryptographicHashFileTest : public ::testing::TestWithParam<FileRow>
 protected:
     void SetUp() override
     {
-        if (!testutil::haveProgram(QStringLiteral("sha1sum")) || !testutil::haveProgram(QStringLiteral("md5sum")))
+        if (!testutil::haveProgram(QStringLiteral("sha1sum"))
+            || !testutil::haveProgram(QStringLiteral("md5sum")))
             GTEST_SKIP() << "sha1sum or md5sum is not installed";
     }
 };
@@ -70,11 +71,10 @@ TEST_P(CryptographicHashFileTest, EqualsCoreutils)
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, CryptographicHashFileTest,
-                         ::testing::Values(FileRow{"empty", 0}, FileRow{"small", 3},
-                                           FileRow{"chunkMinusOne", 32767}, FileRow{"oneChunk", 32768},
-                                           FileRow{"chunkPlusOne", 32769},
-                                           FileRow{"severalChunks", 3 * 32768 + 5},
-                                           FileRow{"twoMegabytes", 2 * 1024 * 1024 + 17}));
+    ::testing::Values(FileRow { "empty", 0 }, FileRow { "small", 3 },
+        FileRow { "chunkMinusOne", 32767 }, FileRow { "oneChunk", 32768 },
+        FileRow { "chunkPlusOne", 32769 }, FileRow { "severalChunks", 3 * 32768 + 5 },
+        FileRow { "twoMegabytes", 2 * 1024 * 1024 + 17 }));
 
 TEST(CryptographicHashTest, EmptyInputGivesTheStandardDigests)
 {
@@ -100,7 +100,8 @@ TEST(CryptographicHashTest, UnopenablePathsGiveNullAndLeaveTheNextCallIntact)
         SCOPED_TRACE(path.toStdString());
         EXPECT_TRUE(hash.GenerateHash(path).isNull());
         EXPECT_TRUE(hash.GenerateHashMD5(path).isNull());
-        EXPECT_EQ(hash.GenerateHash(good), QStringLiteral("a9993e364706816aba3e25717850c26c9cd0d89d"));
+        EXPECT_EQ(
+            hash.GenerateHash(good), QStringLiteral("a9993e364706816aba3e25717850c26c9cd0d89d"));
         EXPECT_EQ(hash.GenerateHashMD5(good), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
     }
 }

@@ -54,35 +54,39 @@ TEST_P(StoredValueTest, LayoutMatchesOpenSslAndReadsBack)
     EXPECT_EQ(bytes.size(), row.storedBytes);
     // AES-128-CBC, zero IV, no padding of its own, over the zero-padded UTF-8.
     EXPECT_EQ(bytes.toHex(),
-              opensslref::aes(storedFormatKey, zeroPadded(row.text.toUtf8()), true, true).toHex());
+        opensslref::aes(storedFormatKey, zeroPadded(row.text.toUtf8()), true, true).toHex());
     const QString back = crypto::Decrypt(stored);
     EXPECT_FALSE(back.isNull());
     EXPECT_EQ(back, row.text);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Lengths, StoredValueTest,
-    ::testing::Values(StoredValueRow{"empty", QString(), 0},
-                      StoredValueRow{"emptyNotNull", QStringLiteral(""), 0},
-                      StoredValueRow{"one", QStringLiteral("a"), 16},
-                      StoredValueRow{"fifteen", QStringLiteral("abcdefghijklmno"), 16},
-                      // A full block gets no padding block: the text ends with the buffer.
-                      StoredValueRow{"sixteen", QStringLiteral("abcdefghijklmnop"), 16},
-                      StoredValueRow{"seventeen", QStringLiteral("abcdefghijklmnopq"), 32},
-                      StoredValueRow{"thirtytwo", QStringLiteral("abcdefghijklmnopabcdefghijklmnop"), 32},
-                      // Lengths count UTF-8 bytes, not characters.
-                      StoredValueRow{"umlauts", QString::fromUtf8("Grüße aus Köln!"), 32},
-                      StoredValueRow{"euroSigns", QString::fromUtf8("€€€€€€"), 32},
-                      StoredValueRow{"fiveBlocks", QString(77, QLatin1Char('x')), 80}));
+INSTANTIATE_TEST_SUITE_P(Lengths, StoredValueTest,
+    ::testing::Values(StoredValueRow { "empty", QString(), 0 },
+        StoredValueRow { "emptyNotNull", QStringLiteral(""), 0 },
+        StoredValueRow { "one", QStringLiteral("a"), 16 },
+        StoredValueRow { "fifteen", QStringLiteral("abcdefghijklmno"), 16 },
+        // A full block gets no padding block: the text ends with the buffer.
+        StoredValueRow { "sixteen", QStringLiteral("abcdefghijklmnop"), 16 },
+        StoredValueRow { "seventeen", QStringLiteral("abcdefghijklmnopq"), 32 },
+        StoredValueRow { "thirtytwo", QStringLiteral("abcdefghijklmnopabcdefghijklmnop"), 32 },
+        // Lengths count UTF-8 bytes, not characters.
+        StoredValueRow { "umlauts", QString::fromUtf8("Grüße aus Köln!"), 32 },
+        StoredValueRow { "euroSigns", QString::fromUtf8("€€€€€€"), 32 },
+        StoredValueRow { "fiveBlocks", QString(77, QLatin1Char('x')), 80 }));
 
 TEST(StoredValueFormatTest, ValuesOfOtherBuildsReadBack)
 {
     // Made once with the openssl command over the zero-padded UTF-8; they
     // stand for values already on disk.
-    struct Row { QString text; const char* stored; };
+    struct Row
+    {
+        QString text;
+        const char* stored;
+    };
     const Row rows[] = {
-        {QStringLiteral("password"), "1b8495cdd299369bb31b2a6ab2d1563d"},
-        {QString::fromUtf8("Grüße aus Köln!"), "1e57f88261e15091b0a987b3aec0a9c8c654101d0da615735762291c82113fe3"},
+        { QStringLiteral("password"), "1b8495cdd299369bb31b2a6ab2d1563d" },
+        { QString::fromUtf8("Grüße aus Köln!"),
+            "1e57f88261e15091b0a987b3aec0a9c8c654101d0da615735762291c82113fe3" },
     };
     for (const Row& row : rows) {
         EXPECT_EQ(crypto::Encrypt(row.text).toByteArray().toHex(), QByteArray(row.stored));
@@ -116,7 +120,7 @@ TEST(StoredValueFormatTest, OtherVariantTypesDecryptToNull)
         QVariant(QStringLiteral("abc")),
         QVariant(QString::fromLatin1(cipher)), // the right bytes, the wrong type
         QVariant(42),
-        QVariant(QStringList{QStringLiteral("abc")}),
+        QVariant(QStringList { QStringLiteral("abc") }),
     };
     for (const QVariant& v : others)
         EXPECT_TRUE(crypto::Decrypt(v).isNull()) << v.typeName();

@@ -26,11 +26,12 @@ protected:
 TEST_F(SecurityCommandsTest, EncryptedHexDecryptsBack)
 {
     const QString text = QString::fromUtf8("Grüße aus Köln!");
-    const testutil::ProcessResult enc = synccore({QStringLiteral("encrypt"), text});
+    const testutil::ProcessResult enc = synccore({ QStringLiteral("encrypt"), text });
     ASSERT_EQ(enc.exitCode, 0) << enc.err.constData();
     const QByteArray hex = enc.out.trimmed();
     EXPECT_EQ(hex, QByteArray("1e57f88261e15091b0a987b3aec0a9c8c654101d0da615735762291c82113fe3"));
-    const testutil::ProcessResult dec = synccore({QStringLiteral("decrypt"), QString::fromLatin1(hex)});
+    const testutil::ProcessResult dec
+        = synccore({ QStringLiteral("decrypt"), QString::fromLatin1(hex) });
     ASSERT_EQ(dec.exitCode, 0) << dec.err.constData();
     EXPECT_EQ(QString::fromUtf8(dec.out), text + QLatin1Char('\n'));
 }
@@ -38,12 +39,12 @@ TEST_F(SecurityCommandsTest, EncryptedHexDecryptsBack)
 TEST_F(SecurityCommandsTest, BadInputGivesOneLineAndUsageExit)
 {
     const QStringList bad[] = {
-        {QStringLiteral("decrypt"), QStringLiteral("xyz1")},
-        {QStringLiteral("decrypt"), QStringLiteral("abc")},
-        {QStringLiteral("decrypt")},
-        {QStringLiteral("encrypt")},
-        {QStringLiteral("encrypt"), QStringLiteral("a"), QStringLiteral("b")},
-        {QStringLiteral("sha1")},
+        { QStringLiteral("decrypt"), QStringLiteral("xyz1") },
+        { QStringLiteral("decrypt"), QStringLiteral("abc") },
+        { QStringLiteral("decrypt") },
+        { QStringLiteral("encrypt") },
+        { QStringLiteral("encrypt"), QStringLiteral("a"), QStringLiteral("b") },
+        { QStringLiteral("sha1") },
     };
     for (const QStringList& args : bad) {
         const testutil::ProcessResult r = synccore(args);
@@ -60,16 +61,17 @@ TEST_F(SecurityCommandsTest, Sha1PrintsLikeSha1sumAndReportsMissingFiles)
     testutil::TempDir dir;
     const QString a = dir.write(QStringLiteral("a.txt"), QByteArray("first file\n"));
     const QString b = dir.write(QStringLiteral("b.bin"), QByteArray(100000, '\x5a'));
-    const testutil::ProcessResult ours = synccore({QStringLiteral("sha1"), a, b});
-    const testutil::ProcessResult theirs = testutil::run(QStringLiteral("sha1sum"), {a, b});
+    const testutil::ProcessResult ours = synccore({ QStringLiteral("sha1"), a, b });
+    const testutil::ProcessResult theirs = testutil::run(QStringLiteral("sha1sum"), { a, b });
     EXPECT_EQ(ours.exitCode, 0);
     EXPECT_EQ(ours.out, theirs.out);
 
-    const testutil::ProcessResult missing =
-        synccore({QStringLiteral("sha1"), dir.filePath(QStringLiteral("none")), a});
+    const testutil::ProcessResult missing
+        = synccore({ QStringLiteral("sha1"), dir.filePath(QStringLiteral("none")), a });
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_TRUE(missing.err.contains("cannot open"));
-    EXPECT_EQ(missing.out, theirs.out.left(theirs.out.indexOf('\n') + 1)); // the good file still printed
+    EXPECT_EQ(
+        missing.out, theirs.out.left(theirs.out.indexOf('\n') + 1)); // the good file still printed
 }
 
 } // namespace

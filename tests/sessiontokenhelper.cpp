@@ -35,6 +35,6 @@ int main(int argc, char** argv)
     }
     const QByteArray token = sync::core::GetSessionAndUserUniqueToken().toUtf8();
     std::printf("%s\n%lld\n%s\n", token.constData(), static_cast<long long>(getpid()),
-                platform::SessionLoginName().constData());
+        platform::SessionLoginName().constData());
     return 0;
 }

@@ -41,19 +41,19 @@ TEST_P(SessionTokenFormatTest, WritesNameAndProcess)
     EXPECT_EQ(__TEST_ONLY_MakeSessionToken(row.login, row.pid), QString::fromLatin1(row.token));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Names, SessionTokenFormatTest,
-    ::testing::Values(TokenRow{"plain", "user1", 4711, "user1-4711"},
-                      TokenRow{"slash", "dom/user", 1, "dom-user-1"},
-                      TokenRow{"slashesEverywhere", "/a//b/", 70000, "-a--b--70000"},
-                      TokenRow{"backslashKept", "dom\\user", 9, "dom\\user-9"},
-                      TokenRow{"noName", "", 42, "None-42"},
-                      TokenRow{"largePid", "u", 4194304, "u-4194304"}));
+INSTANTIATE_TEST_SUITE_P(Names, SessionTokenFormatTest,
+    ::testing::Values(TokenRow { "plain", "user1", 4711, "user1-4711" },
+        TokenRow { "slash", "dom/user", 1, "dom-user-1" },
+        TokenRow { "slashesEverywhere", "/a//b/", 70000, "-a--b--70000" },
+        TokenRow { "backslashKept", "dom\\user", 9, "dom\\user-9" },
+        TokenRow { "noName", "", 42, "None-42" },
+        TokenRow { "largePid", "u", 4194304, "u-4194304" }));
 
 /// The effective user's name as the system's own tool reports it.
 QString idUserName()
 {
-    const testutil::ProcessResult r = testutil::run(QStringLiteral("id"), {QStringLiteral("-un")});
+    const testutil::ProcessResult r
+        = testutil::run(QStringLiteral("id"), { QStringLiteral("-un") });
     EXPECT_EQ(r.exitCode, 0);
     return QString::fromLocal8Bit(r.out).trimmed();
 }
@@ -79,8 +79,8 @@ HelperOutput parse(const QByteArray& out)
 
 HelperOutput runHelper(const QStringList& args)
 {
-    const testutil::ProcessResult r =
-        testutil::run(testutil::builtExecutable(QStringLiteral("sessiontokenhelper")), args);
+    const testutil::ProcessResult r
+        = testutil::run(testutil::builtExecutable(QStringLiteral("sessiontokenhelper")), args);
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();
     return parse(r.out);
 }
@@ -117,16 +117,19 @@ TEST(SessionTokenTest, TwoProcessesGetDifferentTokens)
     const HelperOutput outB = parse(b.readAllStandardOutput());
     EXPECT_EQ(outA.pid, pidA);
     EXPECT_EQ(outB.pid, pidB);
-    EXPECT_EQ(outA.token, outA.token.section(QLatin1Char('-'), 0, -2) + QStringLiteral("-%1").arg(pidA));
-    EXPECT_EQ(outB.token, outB.token.section(QLatin1Char('-'), 0, -2) + QStringLiteral("-%1").arg(pidB));
+    EXPECT_EQ(
+        outA.token, outA.token.section(QLatin1Char('-'), 0, -2) + QStringLiteral("-%1").arg(pidA));
+    EXPECT_EQ(
+        outB.token, outB.token.section(QLatin1Char('-'), 0, -2) + QStringLiteral("-%1").arg(pidB));
     EXPECT_NE(outA.token, outB.token);
     // Same user: only the process part differs.
-    EXPECT_EQ(outA.token.section(QLatin1Char('-'), 0, -2), outB.token.section(QLatin1Char('-'), 0, -2));
+    EXPECT_EQ(
+        outA.token.section(QLatin1Char('-'), 0, -2), outB.token.section(QLatin1Char('-'), 0, -2));
 }
 
 TEST(SessionTokenTest, WithoutLoginSessionTheEffectiveUserIsUsed)
 {
-    const HelperOutput out = runHelper({QStringLiteral("--setsid")});
+    const HelperOutput out = runHelper({ QStringLiteral("--setsid") });
     ASSERT_GT(out.pid, 0);
     // Where the kernel keeps an audit login id, getlogin_r still answers after setsid.
     const QString expectedName = out.sessionLogin.isEmpty() ? idUserName() : out.sessionLogin;
@@ -138,10 +141,12 @@ TEST(SessionTokenTest, WithoutLoginSessionOrUserEntryTheNameIsNone)
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root to become a user without a user database entry";
     // A uid far outside any normal range, with no entry in the user database.
-    const HelperOutput out = runHelper({QStringLiteral("--setsid"), QStringLiteral("--uid"), QStringLiteral("3999999")});
+    const HelperOutput out = runHelper(
+        { QStringLiteral("--setsid"), QStringLiteral("--uid"), QStringLiteral("3999999") });
     ASSERT_GT(out.pid, 0);
     if (!out.sessionLogin.isEmpty())
-        GTEST_SKIP() << "the session keeps a login name (audit login id set): " << out.sessionLogin.toStdString();
+        GTEST_SKIP() << "the session keeps a login name (audit login id set): "
+                     << out.sessionLogin.toStdString();
     EXPECT_EQ(out.token, QStringLiteral("None-%1").arg(out.pid));
 }
 

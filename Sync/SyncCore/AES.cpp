@@ -16,10 +16,10 @@ namespace {
 
 std::once_flag tablesOnce;
 
-uint8_t inverses[256];   // multiplicative inverse in GF(2^8) modulo 0x11B; 0 for 0
-uint8_t byteSub[256];    // S-box
+uint8_t inverses[256]; // multiplicative inverse in GF(2^8) modulo 0x11B; 0 for 0
+uint8_t byteSub[256]; // S-box
 uint8_t invByteSub[256]; // inverse S-box
-uint32_t Rcon[59];       // Rcon[i] = x^(i-1) in GF(2^8), in a word's first byte; Rcon[0] = 0
+uint32_t Rcon[59]; // Rcon[i] = x^(i-1) in GF(2^8), in a word's first byte; Rcon[0] = 0
 
 // Round tables: SubBytes, ShiftRows and MixColumns of one byte position in
 // one lookup, rotated per row. Word layout: first byte in the top bits.
@@ -72,7 +72,7 @@ void buildTables()
     for (int a = 0; a < 256; ++a) {
         const uint8_t b = inverses[a];
         byteSub[a] = uint8_t(b ^ rotateLeft8(b, 1) ^ rotateLeft8(b, 2) ^ rotateLeft8(b, 3)
-                             ^ rotateLeft8(b, 4) ^ 0x63);
+            ^ rotateLeft8(b, 4) ^ 0x63);
     }
     for (int v = 0; v < 256; ++v) {
         for (int a = 0; a < 256; ++a) {
@@ -96,7 +96,8 @@ void buildTables()
         Te2[a] = rotateRight32(e, 16);
         Te3[a] = rotateRight32(e, 24);
         const uint8_t si = invByteSub[a];
-        const uint32_t d = word(gfMultiply(si, 14), gfMultiply(si, 9), gfMultiply(si, 13), gfMultiply(si, 11));
+        const uint32_t d
+            = word(gfMultiply(si, 14), gfMultiply(si, 9), gfMultiply(si, 13), gfMultiply(si, 11));
         Td0[a] = d;
         Td1[a] = rotateRight32(d, 8);
         Td2[a] = rotateRight32(d, 16);
@@ -106,16 +107,18 @@ void buildTables()
 
 uint32_t subWord(uint32_t w)
 {
-    return word(byteSub[w >> 24], byteSub[(w >> 16) & 0xff], byteSub[(w >> 8) & 0xff], byteSub[w & 0xff]);
+    return word(
+        byteSub[w >> 24], byteSub[(w >> 16) & 0xff], byteSub[(w >> 8) & 0xff], byteSub[w & 0xff]);
 }
 
 uint32_t invMixColumn(uint32_t w)
 {
-    const uint8_t a0 = uint8_t(w >> 24), a1 = uint8_t(w >> 16), a2 = uint8_t(w >> 8), a3 = uint8_t(w);
+    const uint8_t a0 = uint8_t(w >> 24), a1 = uint8_t(w >> 16), a2 = uint8_t(w >> 8),
+                  a3 = uint8_t(w);
     return word(gfMultiply(a0, 14) ^ gfMultiply(a1, 11) ^ gfMultiply(a2, 13) ^ gfMultiply(a3, 9),
-                gfMultiply(a0, 9) ^ gfMultiply(a1, 14) ^ gfMultiply(a2, 11) ^ gfMultiply(a3, 13),
-                gfMultiply(a0, 13) ^ gfMultiply(a1, 9) ^ gfMultiply(a2, 14) ^ gfMultiply(a3, 11),
-                gfMultiply(a0, 11) ^ gfMultiply(a1, 13) ^ gfMultiply(a2, 9) ^ gfMultiply(a3, 14));
+        gfMultiply(a0, 9) ^ gfMultiply(a1, 14) ^ gfMultiply(a2, 11) ^ gfMultiply(a3, 13),
+        gfMultiply(a0, 13) ^ gfMultiply(a1, 9) ^ gfMultiply(a2, 14) ^ gfMultiply(a3, 11),
+        gfMultiply(a0, 11) ^ gfMultiply(a1, 13) ^ gfMultiply(a2, 9) ^ gfMultiply(a3, 14));
 }
 
 inline uint32_t loadWord(const uint8_t* p)
@@ -138,12 +141,21 @@ inline void storeWord(uint8_t* p, uint32_t w)
 // lookups and xors per column.
 
 // ShiftRows offsets of rows 1 to 3 for a block of NB columns.
-template<int NB> struct Shift;
-template<> struct Shift<4> { static constexpr int C1 = 1, C2 = 2, C3 = 3; };
-template<> struct Shift<6> { static constexpr int C1 = 1, C2 = 2, C3 = 3; };
-template<> struct Shift<8> { static constexpr int C1 = 1, C2 = 3, C3 = 4; };
+template <int NB> struct Shift;
+template <> struct Shift<4>
+{
+    static constexpr int C1 = 1, C2 = 2, C3 = 3;
+};
+template <> struct Shift<6>
+{
+    static constexpr int C1 = 1, C2 = 2, C3 = 3;
+};
+template <> struct Shift<8>
+{
+    static constexpr int C1 = 1, C2 = 3, C3 = 4;
+};
 
-template<int NB>
+template <int NB>
 inline void encryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out)
 {
     constexpr int C1 = Shift<NB>::C1, C2 = Shift<NB>::C2, C3 = Shift<NB>::C3;
@@ -156,7 +168,7 @@ inline void encryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint
 #pragma GCC unroll 8
         for (int j = 0; j < NB; ++j)
             t[j] = Te0[s[j] >> 24] ^ Te1[(s[(j + C1) % NB] >> 16) & 0xff]
-                 ^ Te2[(s[(j + C2) % NB] >> 8) & 0xff] ^ Te3[s[(j + C3) % NB] & 0xff] ^ rk[j];
+                ^ Te2[(s[(j + C2) % NB] >> 8) & 0xff] ^ Te3[s[(j + C3) % NB] & 0xff] ^ rk[j];
 #pragma GCC unroll 8
         for (int j = 0; j < NB; ++j)
             s[j] = t[j];
@@ -165,14 +177,14 @@ inline void encryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint
 #pragma GCC unroll 8
     for (int j = 0; j < NB; ++j)
         storeWord(out + 4 * j,
-                  word(byteSub[s[j] >> 24], byteSub[(s[(j + C1) % NB] >> 16) & 0xff],
-                       byteSub[(s[(j + C2) % NB] >> 8) & 0xff], byteSub[s[(j + C3) % NB] & 0xff])
-                      ^ rk[j]);
+            word(byteSub[s[j] >> 24], byteSub[(s[(j + C1) % NB] >> 16) & 0xff],
+                byteSub[(s[(j + C2) % NB] >> 8) & 0xff], byteSub[s[(j + C3) % NB] & 0xff])
+                ^ rk[j]);
 }
 
 // The equivalent inverse cipher: the same round shape as encryption, with the
 // schedule (already InvMixColumn-ed in its middle) taken from its end.
-template<int NB>
+template <int NB>
 inline void decryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out)
 {
     constexpr int C1 = Shift<NB>::C1, C2 = Shift<NB>::C2, C3 = Shift<NB>::C3;
@@ -186,7 +198,8 @@ inline void decryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint
 #pragma GCC unroll 8
         for (int j = 0; j < NB; ++j)
             t[j] = Td0[s[j] >> 24] ^ Td1[(s[(j + NB - C1) % NB] >> 16) & 0xff]
-                 ^ Td2[(s[(j + NB - C2) % NB] >> 8) & 0xff] ^ Td3[s[(j + NB - C3) % NB] & 0xff] ^ rk[j];
+                ^ Td2[(s[(j + NB - C2) % NB] >> 8) & 0xff] ^ Td3[s[(j + NB - C3) % NB] & 0xff]
+                ^ rk[j];
 #pragma GCC unroll 8
         for (int j = 0; j < NB; ++j)
             s[j] = t[j];
@@ -195,14 +208,15 @@ inline void decryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint
 #pragma GCC unroll 8
     for (int j = 0; j < NB; ++j)
         storeWord(out + 4 * j,
-                  word(invByteSub[s[j] >> 24], invByteSub[(s[(j + NB - C1) % NB] >> 16) & 0xff],
-                       invByteSub[(s[(j + NB - C2) % NB] >> 8) & 0xff], invByteSub[s[(j + NB - C3) % NB] & 0xff])
-                      ^ rk[j]);
+            word(invByteSub[s[j] >> 24], invByteSub[(s[(j + NB - C1) % NB] >> 16) & 0xff],
+                invByteSub[(s[(j + NB - C2) % NB] >> 8) & 0xff],
+                invByteSub[s[(j + NB - C3) % NB] & 0xff])
+                ^ rk[j]);
 }
 
-template<int NB>
-void encryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out, unsigned long blocks,
-                AES::BlockMode mode)
+template <int NB>
+void encryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out,
+    unsigned long blocks, AES::BlockMode mode)
 {
     constexpr int B = NB * 4;
     if (mode == AES::ECB) {
@@ -219,9 +233,9 @@ void encryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out,
     }
 }
 
-template<int NB>
-void decryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out, unsigned long blocks,
-                AES::BlockMode mode)
+template <int NB>
+void decryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out,
+    unsigned long blocks, AES::BlockMode mode)
 {
     constexpr int B = NB * 4;
     if (mode == AES::ECB) {
@@ -276,7 +290,7 @@ bool AES::_hardwareApplies() const
 void AES::SetParameters(int keylength, int blocklength)
 {
     // Rounds by block length, then key length: max(Nb, Nk) + 6.
-    static const int32_t parameters[3][3] = {{10, 12, 14}, {12, 12, 14}, {14, 14, 14}};
+    static const int32_t parameters[3][3] = { { 10, 12, 14 }, { 12, 12, 14 }, { 14, 14, 14 } };
     Nb = Nk = Nr = 0;
     const auto valid = [](int bits) { return bits == 128 || bits == 192 || bits == 256; };
     if (!valid(keylength) || !valid(blocklength))
@@ -325,7 +339,8 @@ void AES::DecryptBlock(const unsigned char* in, unsigned char* out)
     Decrypt(in, out, 1, ECB);
 }
 
-void AES::Encrypt(const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode)
+void AES::Encrypt(
+    const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode)
 {
     if (numBlocks == 0 || (mode != ECB && mode != CBC))
         return;
@@ -336,14 +351,22 @@ void AES::Encrypt(const unsigned char* in, unsigned char* out, unsigned long num
     }
 #endif
     switch (Nb) {
-    case 4: encryptRun<4>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    case 6: encryptRun<6>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    case 8: encryptRun<8>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    default: break; // not parameterised: a block has no bytes
+    case 4:
+        encryptRun<4>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    case 6:
+        encryptRun<6>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    case 8:
+        encryptRun<8>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    default:
+        break; // not parameterised: a block has no bytes
     }
 }
 
-void AES::Decrypt(const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode)
+void AES::Decrypt(
+    const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode)
 {
     if (numBlocks == 0 || (mode != ECB && mode != CBC))
         return;
@@ -354,10 +377,17 @@ void AES::Decrypt(const unsigned char* in, unsigned char* out, unsigned long num
     }
 #endif
     switch (Nb) {
-    case 4: decryptRun<4>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    case 6: decryptRun<6>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    case 8: decryptRun<8>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    default: break;
+    case 4:
+        decryptRun<4>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    case 6:
+        decryptRun<6>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    case 8:
+        decryptRun<8>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    default:
+        break;
     }
 }
 
