@@ -155,81 +155,155 @@ template <> struct Shift<8>
     static constexpr int C1 = 1, C2 = 3, C3 = 4;
 };
 
-template <int NB>
-inline void encryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out)
+// The rounds work on the state as words and leave loading and storing to the
+// callers, so that CBC can chain in registers. L blocks go through the rounds
+// side by side where they are independent (ECB, CBC decryption): their
+// lookups do not depend on each other, so the processor overlaps them.
+template <int NB, int L> using State = uint32_t[L][NB];
+
+// Inlined into each mode's loop, so that the state never leaves registers.
+#define SYNCCORE_AES_INLINE inline __attribute__((always_inline))
+
+// Element by element rather than memcpy: the compiler then keeps the state
+// in registers instead of going through the stack every round.
+template <int NB, int L>
+SYNCCORE_AES_INLINE void copyState(State<NB, L>& to, const State<NB, L>& from)
+{
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            to[l][j] = from[l][j];
+}
+
+template <int NB, int L> SYNCCORE_AES_INLINE void loadState(State<NB, L>& s, const uint8_t* in)
+{
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[l][j] = loadWord(in + 4 * (l * NB + j));
+}
+
+template <int NB, int L> SYNCCORE_AES_INLINE void storeState(uint8_t* out, const State<NB, L>& s)
+{
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            storeWord(out + 4 * (l * NB + j), s[l][j]);
+}
+
+template <int NB, int L>
+SYNCCORE_AES_INLINE void encryptState(const uint32_t* rk, int rounds, State<NB, L>& io)
 {
     constexpr int C1 = Shift<NB>::C1, C2 = Shift<NB>::C2, C3 = Shift<NB>::C3;
-    uint32_t s[NB], t[NB];
-#pragma GCC unroll 8
-    for (int j = 0; j < NB; ++j)
-        s[j] = loadWord(in + 4 * j) ^ rk[j];
+    State<NB, L> s, t;
+    copyState<NB, L>(s, io);
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[l][j] ^= rk[j];
     for (int r = 1; r < rounds; ++r) {
         rk += NB;
-#pragma GCC unroll 8
-        for (int j = 0; j < NB; ++j)
-            t[j] = Te0[s[j] >> 24] ^ Te1[(s[(j + C1) % NB] >> 16) & 0xff]
-                ^ Te2[(s[(j + C2) % NB] >> 8) & 0xff] ^ Te3[s[(j + C3) % NB] & 0xff] ^ rk[j];
-#pragma GCC unroll 8
-        for (int j = 0; j < NB; ++j)
-            s[j] = t[j];
+#pragma GCC unroll 16
+        for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+            for (int j = 0; j < NB; ++j)
+                t[l][j] = Te0[s[l][j] >> 24] ^ Te1[(s[l][(j + C1) % NB] >> 16) & 0xff]
+                    ^ Te2[(s[l][(j + C2) % NB] >> 8) & 0xff] ^ Te3[s[l][(j + C3) % NB] & 0xff]
+                    ^ rk[j];
+        copyState<NB, L>(s, t);
     }
     rk += NB;
-#pragma GCC unroll 8
-    for (int j = 0; j < NB; ++j)
-        storeWord(out + 4 * j,
-            word(byteSub[s[j] >> 24], byteSub[(s[(j + C1) % NB] >> 16) & 0xff],
-                byteSub[(s[(j + C2) % NB] >> 8) & 0xff], byteSub[s[(j + C3) % NB] & 0xff])
-                ^ rk[j]);
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            t[l][j] = word(byteSub[s[l][j] >> 24], byteSub[(s[l][(j + C1) % NB] >> 16) & 0xff],
+                          byteSub[(s[l][(j + C2) % NB] >> 8) & 0xff],
+                          byteSub[s[l][(j + C3) % NB] & 0xff])
+                ^ rk[j];
+    copyState<NB, L>(io, t);
 }
 
 // The equivalent inverse cipher: the same round shape as encryption, with the
 // schedule (already InvMixColumn-ed in its middle) taken from its end.
-template <int NB>
-inline void decryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out)
+template <int NB, int L>
+SYNCCORE_AES_INLINE void decryptState(const uint32_t* rk, int rounds, State<NB, L>& io)
 {
     constexpr int C1 = Shift<NB>::C1, C2 = Shift<NB>::C2, C3 = Shift<NB>::C3;
-    uint32_t s[NB], t[NB];
+    State<NB, L> s, t;
+    copyState<NB, L>(s, io);
     rk += rounds * NB;
-#pragma GCC unroll 8
-    for (int j = 0; j < NB; ++j)
-        s[j] = loadWord(in + 4 * j) ^ rk[j];
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[l][j] ^= rk[j];
     for (int r = rounds - 1; r > 0; --r) {
         rk -= NB;
-#pragma GCC unroll 8
-        for (int j = 0; j < NB; ++j)
-            t[j] = Td0[s[j] >> 24] ^ Td1[(s[(j + NB - C1) % NB] >> 16) & 0xff]
-                ^ Td2[(s[(j + NB - C2) % NB] >> 8) & 0xff] ^ Td3[s[(j + NB - C3) % NB] & 0xff]
-                ^ rk[j];
-#pragma GCC unroll 8
-        for (int j = 0; j < NB; ++j)
-            s[j] = t[j];
+#pragma GCC unroll 16
+        for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+            for (int j = 0; j < NB; ++j)
+                t[l][j] = Td0[s[l][j] >> 24] ^ Td1[(s[l][(j + NB - C1) % NB] >> 16) & 0xff]
+                    ^ Td2[(s[l][(j + NB - C2) % NB] >> 8) & 0xff]
+                    ^ Td3[s[l][(j + NB - C3) % NB] & 0xff] ^ rk[j];
+        copyState<NB, L>(s, t);
     }
     rk -= NB;
-#pragma GCC unroll 8
-    for (int j = 0; j < NB; ++j)
-        storeWord(out + 4 * j,
-            word(invByteSub[s[j] >> 24], invByteSub[(s[(j + NB - C1) % NB] >> 16) & 0xff],
-                invByteSub[(s[(j + NB - C2) % NB] >> 8) & 0xff],
-                invByteSub[s[(j + NB - C3) % NB] & 0xff])
-                ^ rk[j]);
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            t[l][j] = word(invByteSub[s[l][j] >> 24],
+                          invByteSub[(s[l][(j + NB - C1) % NB] >> 16) & 0xff],
+                          invByteSub[(s[l][(j + NB - C2) % NB] >> 8) & 0xff],
+                          invByteSub[s[l][(j + NB - C3) % NB] & 0xff])
+                ^ rk[j];
+    copyState<NB, L>(io, t);
+}
+
+// Blocks side by side in the independent modes.
+constexpr int Lanes = 2;
+
+template <int NB, int L, bool Encrypting>
+inline void ecbBlocks(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out)
+{
+    State<NB, L> s;
+    loadState<NB, L>(s, in);
+    if (Encrypting)
+        encryptState<NB, L>(rk, rounds, s);
+    else
+        decryptState<NB, L>(rk, rounds, s);
+    storeState<NB, L>(out, s);
 }
 
 template <int NB>
 void encryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out,
     unsigned long blocks, AES::BlockMode mode)
 {
-    constexpr int B = NB * 4;
+    constexpr unsigned long B = NB * 4;
+    unsigned long k = 0;
     if (mode == AES::ECB) {
-        for (unsigned long k = 0; k < blocks; ++k)
-            encryptBlock<NB>(rk, rounds, in + k * B, out + k * B);
-    } else {
-        uint8_t chain[B] = {};
-        for (unsigned long k = 0; k < blocks; ++k) {
-            for (int i = 0; i < B; ++i)
-                chain[i] ^= in[k * B + i];
-            encryptBlock<NB>(rk, rounds, chain, chain);
-            std::memcpy(out + k * B, chain, B);
-        }
+        for (; k + Lanes <= blocks; k += Lanes)
+            ecbBlocks<NB, Lanes, true>(rk, rounds, in + k * B, out + k * B);
+        for (; k < blocks; ++k)
+            ecbBlocks<NB, 1, true>(rk, rounds, in + k * B, out + k * B);
+        return;
+    }
+    // The chain stays in the state words: each cipher block is the next one's vector.
+    State<NB, 1> chain = {};
+    for (; k < blocks; ++k) {
+        State<NB, 1> s;
+        loadState<NB, 1>(s, in + k * B);
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            chain[0][j] ^= s[0][j];
+        encryptState<NB, 1>(rk, rounds, chain);
+        storeState<NB, 1>(out + k * B, chain);
     }
 }
 
@@ -237,22 +311,45 @@ template <int NB>
 void decryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out,
     unsigned long blocks, AES::BlockMode mode)
 {
-    constexpr int B = NB * 4;
+    constexpr unsigned long B = NB * 4;
+    unsigned long k = 0;
     if (mode == AES::ECB) {
-        for (unsigned long k = 0; k < blocks; ++k)
-            decryptBlock<NB>(rk, rounds, in + k * B, out + k * B);
-    } else {
-        // The previous cipher block is copied aside, so in == out works too.
-        uint8_t previous[B] = {};
-        uint8_t current[B];
-        uint8_t plain[B];
-        for (unsigned long k = 0; k < blocks; ++k) {
-            std::memcpy(current, in + k * B, B);
-            decryptBlock<NB>(rk, rounds, current, plain);
-            for (int i = 0; i < B; ++i)
-                out[k * B + i] = uint8_t(plain[i] ^ previous[i]);
-            std::memcpy(previous, current, B);
-        }
+        for (; k + Lanes <= blocks; k += Lanes)
+            ecbBlocks<NB, Lanes, false>(rk, rounds, in + k * B, out + k * B);
+        for (; k < blocks; ++k)
+            ecbBlocks<NB, 1, false>(rk, rounds, in + k * B, out + k * B);
+        return;
+    }
+    // The cipher blocks are kept as loaded, so in == out works too.
+    State<NB, 1> previous = {};
+    for (; k + Lanes <= blocks; k += Lanes) {
+        State<NB, Lanes> cipher, s;
+        loadState<NB, Lanes>(cipher, in + k * B);
+        copyState<NB, Lanes>(s, cipher);
+        decryptState<NB, Lanes>(rk, rounds, s);
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[0][j] ^= previous[0][j];
+#pragma GCC unroll 16
+        for (int l = 1; l < Lanes; ++l)
+#pragma GCC unroll 16
+            for (int j = 0; j < NB; ++j)
+                s[l][j] ^= cipher[l - 1][j];
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            previous[0][j] = cipher[Lanes - 1][j];
+        storeState<NB, Lanes>(out + k * B, s);
+    }
+    for (; k < blocks; ++k) {
+        State<NB, 1> cipher, s;
+        loadState<NB, 1>(cipher, in + k * B);
+        copyState<NB, 1>(s, cipher);
+        decryptState<NB, 1>(rk, rounds, s);
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[0][j] ^= previous[0][j];
+        copyState<NB, 1>(previous, cipher);
+        storeState<NB, 1>(out + k * B, s);
     }
 }
 
