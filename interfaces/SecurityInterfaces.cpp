@@ -8,8 +8,7 @@ namespace interf {
 
 ICryptographicHash::ICryptographicHash(QObject* parent)
     : QObject(parent)
-{
-}
+{ }
 
 ICryptographicHash::~ICryptographicHash() = default;
 

@@ -16,10 +16,10 @@ namespace {
 
 std::once_flag tablesOnce;
 
-uint8_t inverses[256];   // multiplicative inverse in GF(2^8) modulo 0x11B; 0 for 0
-uint8_t byteSub[256];    // S-box
+uint8_t inverses[256]; // multiplicative inverse in GF(2^8) modulo 0x11B; 0 for 0
+uint8_t byteSub[256]; // S-box
 uint8_t invByteSub[256]; // inverse S-box
-uint32_t Rcon[59];       // Rcon[i] = x^(i-1) in GF(2^8), in a word's first byte; Rcon[0] = 0
+uint32_t Rcon[59]; // Rcon[i] = x^(i-1) in GF(2^8), in a word's first byte; Rcon[0] = 0
 
 // Round tables: SubBytes, ShiftRows and MixColumns of one byte position in
 // one lookup, rotated per row. Word layout: first byte in the top bits.
@@ -72,7 +72,7 @@ void buildTables()
     for (int a = 0; a < 256; ++a) {
         const uint8_t b = inverses[a];
         byteSub[a] = uint8_t(b ^ rotateLeft8(b, 1) ^ rotateLeft8(b, 2) ^ rotateLeft8(b, 3)
-                             ^ rotateLeft8(b, 4) ^ 0x63);
+            ^ rotateLeft8(b, 4) ^ 0x63);
     }
     for (int v = 0; v < 256; ++v) {
         for (int a = 0; a < 256; ++a) {
@@ -96,7 +96,8 @@ void buildTables()
         Te2[a] = rotateRight32(e, 16);
         Te3[a] = rotateRight32(e, 24);
         const uint8_t si = invByteSub[a];
-        const uint32_t d = word(gfMultiply(si, 14), gfMultiply(si, 9), gfMultiply(si, 13), gfMultiply(si, 11));
+        const uint32_t d
+            = word(gfMultiply(si, 14), gfMultiply(si, 9), gfMultiply(si, 13), gfMultiply(si, 11));
         Td0[a] = d;
         Td1[a] = rotateRight32(d, 8);
         Td2[a] = rotateRight32(d, 16);
@@ -106,16 +107,18 @@ void buildTables()
 
 uint32_t subWord(uint32_t w)
 {
-    return word(byteSub[w >> 24], byteSub[(w >> 16) & 0xff], byteSub[(w >> 8) & 0xff], byteSub[w & 0xff]);
+    return word(
+        byteSub[w >> 24], byteSub[(w >> 16) & 0xff], byteSub[(w >> 8) & 0xff], byteSub[w & 0xff]);
 }
 
 uint32_t invMixColumn(uint32_t w)
 {
-    const uint8_t a0 = uint8_t(w >> 24), a1 = uint8_t(w >> 16), a2 = uint8_t(w >> 8), a3 = uint8_t(w);
+    const uint8_t a0 = uint8_t(w >> 24), a1 = uint8_t(w >> 16), a2 = uint8_t(w >> 8),
+                  a3 = uint8_t(w);
     return word(gfMultiply(a0, 14) ^ gfMultiply(a1, 11) ^ gfMultiply(a2, 13) ^ gfMultiply(a3, 9),
-                gfMultiply(a0, 9) ^ gfMultiply(a1, 14) ^ gfMultiply(a2, 11) ^ gfMultiply(a3, 13),
-                gfMultiply(a0, 13) ^ gfMultiply(a1, 9) ^ gfMultiply(a2, 14) ^ gfMultiply(a3, 11),
-                gfMultiply(a0, 11) ^ gfMultiply(a1, 13) ^ gfMultiply(a2, 9) ^ gfMultiply(a3, 14));
+        gfMultiply(a0, 9) ^ gfMultiply(a1, 14) ^ gfMultiply(a2, 11) ^ gfMultiply(a3, 13),
+        gfMultiply(a0, 13) ^ gfMultiply(a1, 9) ^ gfMultiply(a2, 14) ^ gfMultiply(a3, 11),
+        gfMultiply(a0, 11) ^ gfMultiply(a1, 13) ^ gfMultiply(a2, 9) ^ gfMultiply(a3, 14));
 }
 
 inline uint32_t loadWord(const uint8_t* p)
@@ -138,107 +141,215 @@ inline void storeWord(uint8_t* p, uint32_t w)
 // lookups and xors per column.
 
 // ShiftRows offsets of rows 1 to 3 for a block of NB columns.
-template<int NB> struct Shift;
-template<> struct Shift<4> { static constexpr int C1 = 1, C2 = 2, C3 = 3; };
-template<> struct Shift<6> { static constexpr int C1 = 1, C2 = 2, C3 = 3; };
-template<> struct Shift<8> { static constexpr int C1 = 1, C2 = 3, C3 = 4; };
+template <int NB> struct Shift;
+template <> struct Shift<4>
+{
+    static constexpr int C1 = 1, C2 = 2, C3 = 3;
+};
+template <> struct Shift<6>
+{
+    static constexpr int C1 = 1, C2 = 2, C3 = 3;
+};
+template <> struct Shift<8>
+{
+    static constexpr int C1 = 1, C2 = 3, C3 = 4;
+};
 
-template<int NB>
-inline void encryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out)
+// The rounds work on the state as words and leave loading and storing to the
+// callers, so that CBC can chain in registers. L blocks go through the rounds
+// side by side where they are independent (ECB, CBC decryption): their
+// lookups do not depend on each other, so the processor overlaps them.
+template <int NB, int L> using State = uint32_t[L][NB];
+
+// Inlined into each mode's loop, so that the state never leaves registers.
+#define SYNCCORE_AES_INLINE inline __attribute__((always_inline))
+
+// Element by element rather than memcpy: the compiler then keeps the state
+// in registers instead of going through the stack every round.
+template <int NB, int L>
+SYNCCORE_AES_INLINE void copyState(State<NB, L>& to, const State<NB, L>& from)
+{
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            to[l][j] = from[l][j];
+}
+
+template <int NB, int L> SYNCCORE_AES_INLINE void loadState(State<NB, L>& s, const uint8_t* in)
+{
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[l][j] = loadWord(in + 4 * (l * NB + j));
+}
+
+template <int NB, int L> SYNCCORE_AES_INLINE void storeState(uint8_t* out, const State<NB, L>& s)
+{
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            storeWord(out + 4 * (l * NB + j), s[l][j]);
+}
+
+template <int NB, int L>
+SYNCCORE_AES_INLINE void encryptState(const uint32_t* rk, int rounds, State<NB, L>& io)
 {
     constexpr int C1 = Shift<NB>::C1, C2 = Shift<NB>::C2, C3 = Shift<NB>::C3;
-    uint32_t s[NB], t[NB];
-#pragma GCC unroll 8
-    for (int j = 0; j < NB; ++j)
-        s[j] = loadWord(in + 4 * j) ^ rk[j];
+    State<NB, L> s, t;
+    copyState<NB, L>(s, io);
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[l][j] ^= rk[j];
     for (int r = 1; r < rounds; ++r) {
         rk += NB;
-#pragma GCC unroll 8
-        for (int j = 0; j < NB; ++j)
-            t[j] = Te0[s[j] >> 24] ^ Te1[(s[(j + C1) % NB] >> 16) & 0xff]
-                 ^ Te2[(s[(j + C2) % NB] >> 8) & 0xff] ^ Te3[s[(j + C3) % NB] & 0xff] ^ rk[j];
-#pragma GCC unroll 8
-        for (int j = 0; j < NB; ++j)
-            s[j] = t[j];
+#pragma GCC unroll 16
+        for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+            for (int j = 0; j < NB; ++j)
+                t[l][j] = Te0[s[l][j] >> 24] ^ Te1[(s[l][(j + C1) % NB] >> 16) & 0xff]
+                    ^ Te2[(s[l][(j + C2) % NB] >> 8) & 0xff] ^ Te3[s[l][(j + C3) % NB] & 0xff]
+                    ^ rk[j];
+        copyState<NB, L>(s, t);
     }
     rk += NB;
-#pragma GCC unroll 8
-    for (int j = 0; j < NB; ++j)
-        storeWord(out + 4 * j,
-                  word(byteSub[s[j] >> 24], byteSub[(s[(j + C1) % NB] >> 16) & 0xff],
-                       byteSub[(s[(j + C2) % NB] >> 8) & 0xff], byteSub[s[(j + C3) % NB] & 0xff])
-                      ^ rk[j]);
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            t[l][j] = word(byteSub[s[l][j] >> 24], byteSub[(s[l][(j + C1) % NB] >> 16) & 0xff],
+                          byteSub[(s[l][(j + C2) % NB] >> 8) & 0xff],
+                          byteSub[s[l][(j + C3) % NB] & 0xff])
+                ^ rk[j];
+    copyState<NB, L>(io, t);
 }
 
 // The equivalent inverse cipher: the same round shape as encryption, with the
 // schedule (already InvMixColumn-ed in its middle) taken from its end.
-template<int NB>
-inline void decryptBlock(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out)
+template <int NB, int L>
+SYNCCORE_AES_INLINE void decryptState(const uint32_t* rk, int rounds, State<NB, L>& io)
 {
     constexpr int C1 = Shift<NB>::C1, C2 = Shift<NB>::C2, C3 = Shift<NB>::C3;
-    uint32_t s[NB], t[NB];
+    State<NB, L> s, t;
+    copyState<NB, L>(s, io);
     rk += rounds * NB;
-#pragma GCC unroll 8
-    for (int j = 0; j < NB; ++j)
-        s[j] = loadWord(in + 4 * j) ^ rk[j];
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[l][j] ^= rk[j];
     for (int r = rounds - 1; r > 0; --r) {
         rk -= NB;
-#pragma GCC unroll 8
-        for (int j = 0; j < NB; ++j)
-            t[j] = Td0[s[j] >> 24] ^ Td1[(s[(j + NB - C1) % NB] >> 16) & 0xff]
-                 ^ Td2[(s[(j + NB - C2) % NB] >> 8) & 0xff] ^ Td3[s[(j + NB - C3) % NB] & 0xff] ^ rk[j];
-#pragma GCC unroll 8
-        for (int j = 0; j < NB; ++j)
-            s[j] = t[j];
+#pragma GCC unroll 16
+        for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+            for (int j = 0; j < NB; ++j)
+                t[l][j] = Td0[s[l][j] >> 24] ^ Td1[(s[l][(j + NB - C1) % NB] >> 16) & 0xff]
+                    ^ Td2[(s[l][(j + NB - C2) % NB] >> 8) & 0xff]
+                    ^ Td3[s[l][(j + NB - C3) % NB] & 0xff] ^ rk[j];
+        copyState<NB, L>(s, t);
     }
     rk -= NB;
-#pragma GCC unroll 8
-    for (int j = 0; j < NB; ++j)
-        storeWord(out + 4 * j,
-                  word(invByteSub[s[j] >> 24], invByteSub[(s[(j + NB - C1) % NB] >> 16) & 0xff],
-                       invByteSub[(s[(j + NB - C2) % NB] >> 8) & 0xff], invByteSub[s[(j + NB - C3) % NB] & 0xff])
-                      ^ rk[j]);
+#pragma GCC unroll 16
+    for (int l = 0; l < L; ++l)
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            t[l][j] = word(invByteSub[s[l][j] >> 24],
+                          invByteSub[(s[l][(j + NB - C1) % NB] >> 16) & 0xff],
+                          invByteSub[(s[l][(j + NB - C2) % NB] >> 8) & 0xff],
+                          invByteSub[s[l][(j + NB - C3) % NB] & 0xff])
+                ^ rk[j];
+    copyState<NB, L>(io, t);
 }
 
-template<int NB>
-void encryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out, unsigned long blocks,
-                AES::BlockMode mode)
+// Blocks side by side in the independent modes.
+constexpr int Lanes = 2;
+
+template <int NB, int L, bool Encrypting>
+inline void ecbBlocks(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out)
 {
-    constexpr int B = NB * 4;
+    State<NB, L> s;
+    loadState<NB, L>(s, in);
+    if (Encrypting)
+        encryptState<NB, L>(rk, rounds, s);
+    else
+        decryptState<NB, L>(rk, rounds, s);
+    storeState<NB, L>(out, s);
+}
+
+template <int NB>
+void encryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out,
+    unsigned long blocks, AES::BlockMode mode)
+{
+    constexpr unsigned long B = NB * 4;
+    unsigned long k = 0;
     if (mode == AES::ECB) {
-        for (unsigned long k = 0; k < blocks; ++k)
-            encryptBlock<NB>(rk, rounds, in + k * B, out + k * B);
-    } else {
-        uint8_t chain[B] = {};
-        for (unsigned long k = 0; k < blocks; ++k) {
-            for (int i = 0; i < B; ++i)
-                chain[i] ^= in[k * B + i];
-            encryptBlock<NB>(rk, rounds, chain, chain);
-            std::memcpy(out + k * B, chain, B);
-        }
+        for (; k + Lanes <= blocks; k += Lanes)
+            ecbBlocks<NB, Lanes, true>(rk, rounds, in + k * B, out + k * B);
+        for (; k < blocks; ++k)
+            ecbBlocks<NB, 1, true>(rk, rounds, in + k * B, out + k * B);
+        return;
+    }
+    // The chain stays in the state words: each cipher block is the next one's vector.
+    State<NB, 1> chain = {};
+    for (; k < blocks; ++k) {
+        State<NB, 1> s;
+        loadState<NB, 1>(s, in + k * B);
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            chain[0][j] ^= s[0][j];
+        encryptState<NB, 1>(rk, rounds, chain);
+        storeState<NB, 1>(out + k * B, chain);
     }
 }
 
-template<int NB>
-void decryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out, unsigned long blocks,
-                AES::BlockMode mode)
+template <int NB>
+void decryptRun(const uint32_t* rk, int rounds, const uint8_t* in, uint8_t* out,
+    unsigned long blocks, AES::BlockMode mode)
 {
-    constexpr int B = NB * 4;
+    constexpr unsigned long B = NB * 4;
+    unsigned long k = 0;
     if (mode == AES::ECB) {
-        for (unsigned long k = 0; k < blocks; ++k)
-            decryptBlock<NB>(rk, rounds, in + k * B, out + k * B);
-    } else {
-        // The previous cipher block is copied aside, so in == out works too.
-        uint8_t previous[B] = {};
-        uint8_t current[B];
-        uint8_t plain[B];
-        for (unsigned long k = 0; k < blocks; ++k) {
-            std::memcpy(current, in + k * B, B);
-            decryptBlock<NB>(rk, rounds, current, plain);
-            for (int i = 0; i < B; ++i)
-                out[k * B + i] = uint8_t(plain[i] ^ previous[i]);
-            std::memcpy(previous, current, B);
-        }
+        for (; k + Lanes <= blocks; k += Lanes)
+            ecbBlocks<NB, Lanes, false>(rk, rounds, in + k * B, out + k * B);
+        for (; k < blocks; ++k)
+            ecbBlocks<NB, 1, false>(rk, rounds, in + k * B, out + k * B);
+        return;
+    }
+    // The cipher blocks are kept as loaded, so in == out works too.
+    State<NB, 1> previous = {};
+    for (; k + Lanes <= blocks; k += Lanes) {
+        State<NB, Lanes> cipher, s;
+        loadState<NB, Lanes>(cipher, in + k * B);
+        copyState<NB, Lanes>(s, cipher);
+        decryptState<NB, Lanes>(rk, rounds, s);
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[0][j] ^= previous[0][j];
+#pragma GCC unroll 16
+        for (int l = 1; l < Lanes; ++l)
+#pragma GCC unroll 16
+            for (int j = 0; j < NB; ++j)
+                s[l][j] ^= cipher[l - 1][j];
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            previous[0][j] = cipher[Lanes - 1][j];
+        storeState<NB, Lanes>(out + k * B, s);
+    }
+    for (; k < blocks; ++k) {
+        State<NB, 1> cipher, s;
+        loadState<NB, 1>(cipher, in + k * B);
+        copyState<NB, 1>(s, cipher);
+        decryptState<NB, 1>(rk, rounds, s);
+#pragma GCC unroll 16
+        for (int j = 0; j < NB; ++j)
+            s[0][j] ^= previous[0][j];
+        copyState<NB, 1>(previous, cipher);
+        storeState<NB, 1>(out + k * B, s);
     }
 }
 
@@ -276,7 +387,7 @@ bool AES::_hardwareApplies() const
 void AES::SetParameters(int keylength, int blocklength)
 {
     // Rounds by block length, then key length: max(Nb, Nk) + 6.
-    static const int32_t parameters[3][3] = {{10, 12, 14}, {12, 12, 14}, {14, 14, 14}};
+    static const int32_t parameters[3][3] = { { 10, 12, 14 }, { 12, 12, 14 }, { 14, 14, 14 } };
     Nb = Nk = Nr = 0;
     const auto valid = [](int bits) { return bits == 128 || bits == 192 || bits == 256; };
     if (!valid(keylength) || !valid(blocklength))
@@ -325,7 +436,8 @@ void AES::DecryptBlock(const unsigned char* in, unsigned char* out)
     Decrypt(in, out, 1, ECB);
 }
 
-void AES::Encrypt(const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode)
+void AES::Encrypt(
+    const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode)
 {
     if (numBlocks == 0 || (mode != ECB && mode != CBC))
         return;
@@ -336,14 +448,22 @@ void AES::Encrypt(const unsigned char* in, unsigned char* out, unsigned long num
     }
 #endif
     switch (Nb) {
-    case 4: encryptRun<4>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    case 6: encryptRun<6>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    case 8: encryptRun<8>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    default: break; // not parameterised: a block has no bytes
+    case 4:
+        encryptRun<4>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    case 6:
+        encryptRun<6>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    case 8:
+        encryptRun<8>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    default:
+        break; // not parameterised: a block has no bytes
     }
 }
 
-void AES::Decrypt(const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode)
+void AES::Decrypt(
+    const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode)
 {
     if (numBlocks == 0 || (mode != ECB && mode != CBC))
         return;
@@ -354,10 +474,17 @@ void AES::Decrypt(const unsigned char* in, unsigned char* out, unsigned long num
     }
 #endif
     switch (Nb) {
-    case 4: decryptRun<4>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    case 6: decryptRun<6>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    case 8: decryptRun<8>(roundKeys, Nr, in, out, numBlocks, mode); break;
-    default: break;
+    case 4:
+        decryptRun<4>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    case 6:
+        decryptRun<6>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    case 8:
+        decryptRun<8>(roundKeys, Nr, in, out, numBlocks, mode);
+        break;
+    default:
+        break;
     }
 }
 

@@ -23,8 +23,9 @@ inline namespace KvSync_6_0 {
  * at run time) the work is done by those instructions; every other case runs
  * the table-driven rounds. Both give the same bytes.
  *
- * Lives in the global namespace (not `sync::core`): it is a plain cipher
- * with no ties to the rest of the library.
+ * Not in `sync::core`: a plain cipher with no ties to the rest of the
+ * library, named `AES` from the global namespace (it sits only in the
+ * library's inline ABI namespace).
  */
 class KVSYNCCORE_EXPORT AES
 {
@@ -59,7 +60,8 @@ public:
      * equal outputs (kept on purpose: stored values rely on it). @p in and
      * @p out may be the same buffer.
      */
-    void Encrypt(const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode);
+    void Encrypt(
+        const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode);
 
     /**
      * @brief Decrypts @p numBlocks blocks from @p in to @p out.
@@ -68,7 +70,8 @@ public:
      * cipher block is taken from the input); this implementation copes with
      * @p in == @p out, but nothing in between.
      */
-    void Decrypt(const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode);
+    void Decrypt(
+        const unsigned char* in, unsigned char* out, unsigned long numBlocks, BlockMode mode);
 
     /// Encrypts one block with the schedule of StartEncryption().
     void EncryptBlock(const unsigned char* in, unsigned char* out);
@@ -85,7 +88,8 @@ public:
     int __TEST_ONLY_Nb() const { return Nb; }
     int __TEST_ONLY_Nk() const { return Nk; }
     int __TEST_ONLY_Nr() const { return Nr; }
-    /// Turns the AES instructions on or off for this object (on only where present); for tests and benchmarks.
+    /// Turns the AES instructions on or off for this object (on only where present); for tests and
+    /// benchmarks.
     void __TEST_ONLY_UseHardware(bool use);
     /// Whether this object runs the AES instructions for its 128-bit blocks.
     bool __TEST_ONLY_UsesHardware() const { return _useHardware; }
@@ -96,7 +100,8 @@ private:
     int Nb = 0; ///< block length in 32-bit words: 4, 6 or 8 (0 when unset)
     int Nk = 0; ///< key length in 32-bit words: 4, 6 or 8 (0 when unset)
     int Nr = 0; ///< number of rounds
-    /// Expanded key schedule, (Nr + 1) * Nb words in use; each word holds four bytes, the first in the top bits.
+    /// Expanded key schedule, (Nr + 1) * Nb words in use; each word holds four bytes, the first in
+    /// the top bits.
     uint32_t roundKeys[(14 + 1) * 8] = {};
     bool _useHardware = false;
 };

@@ -23,10 +23,14 @@ bool Available();
 
 // roundKeys: (rounds + 1) * 4 words, first byte of each word in its top bits.
 // The CBC functions start from an all-zero initialisation vector. in == out is allowed.
-void EncryptEcb(const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks);
-void EncryptCbc(const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks);
-void DecryptEcb(const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks);
-void DecryptCbc(const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks);
+void EncryptEcb(
+    const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks);
+void EncryptCbc(
+    const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks);
+void DecryptEcb(
+    const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks);
+void DecryptCbc(
+    const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks);
 
 } // namespace aeshw
 } // namespace KvSync_6_0

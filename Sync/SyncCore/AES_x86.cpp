@@ -30,7 +30,8 @@ AESHW_TARGET inline void loadSchedule(const uint32_t* words, int rounds, Schedul
 {
     const __m128i swap = _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3);
     for (int r = 0; r <= rounds; ++r)
-        s.k[r] = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(words + 4 * r)), swap);
+        s.k[r] = _mm_shuffle_epi8(
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(words + 4 * r)), swap);
 }
 
 AESHW_TARGET inline __m128i load(const uint8_t* p)
@@ -104,8 +105,8 @@ bool Available()
     return available;
 }
 
-AESHW_TARGET void EncryptEcb(const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out,
-                             size_t blocks)
+AESHW_TARGET void EncryptEcb(
+    const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks)
 {
     Schedule s;
     loadSchedule(roundKeys, rounds, s);
@@ -124,8 +125,8 @@ AESHW_TARGET void EncryptEcb(const uint32_t* roundKeys, int rounds, const uint8_
         store(out + 16 * i, encryptOne(s, rounds, load(in + 16 * i)));
 }
 
-AESHW_TARGET void EncryptCbc(const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out,
-                             size_t blocks)
+AESHW_TARGET void EncryptCbc(
+    const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks)
 {
     // Each block needs the one before it: no lanes here.
     Schedule s;
@@ -137,8 +138,8 @@ AESHW_TARGET void EncryptCbc(const uint32_t* roundKeys, int rounds, const uint8_
     }
 }
 
-AESHW_TARGET void DecryptEcb(const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out,
-                             size_t blocks)
+AESHW_TARGET void DecryptEcb(
+    const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks)
 {
     Schedule s;
     loadSchedule(roundKeys, rounds, s);
@@ -157,8 +158,8 @@ AESHW_TARGET void DecryptEcb(const uint32_t* roundKeys, int rounds, const uint8_
         store(out + 16 * i, decryptOne(s, rounds, load(in + 16 * i)));
 }
 
-AESHW_TARGET void DecryptCbc(const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out,
-                             size_t blocks)
+AESHW_TARGET void DecryptCbc(
+    const uint32_t* roundKeys, int rounds, const uint8_t* in, uint8_t* out, size_t blocks)
 {
     // Decryption of each block is independent; only the final xor needs the
     // previous cipher block, which is kept in a register so that in == out works.

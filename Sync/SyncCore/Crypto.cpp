@@ -13,8 +13,8 @@ namespace crypto {
 namespace {
 
 // Part of the stored format: values written with another key cannot be read.
-const unsigned char AESKey[16] = {0x3c, 0x91, 0x5e, 0x07, 0xd2, 0x6a, 0xb8, 0x14,
-                                  0x4f, 0xe3, 0x29, 0x70, 0x9b, 0xc5, 0x0d, 0x86};
+const unsigned char AESKey[16] = { 0x3c, 0x91, 0x5e, 0x07, 0xd2, 0x6a, 0xb8, 0x14, 0x4f, 0xe3, 0x29,
+    0x70, 0x9b, 0xc5, 0x0d, 0x86 };
 
 constexpr int BlockBytes = 16;
 
@@ -32,8 +32,8 @@ QVariant Encrypt(QString plainText)
     aes.SetParameters(128, 128);
     aes.StartEncryption(AESKey);
     aes.Encrypt(reinterpret_cast<const unsigned char*>(input.constData()),
-                reinterpret_cast<unsigned char*>(output.data()),
-                static_cast<unsigned long>(input.size() / BlockBytes), AES::CBC);
+        reinterpret_cast<unsigned char*>(output.data()),
+        static_cast<unsigned long>(input.size() / BlockBytes), AES::CBC);
     return QVariant(output);
 }
 
@@ -47,8 +47,8 @@ QString Decrypt(QVariant stored)
     aes.SetParameters(128, 128);
     aes.StartDecryption(AESKey);
     aes.Decrypt(reinterpret_cast<const unsigned char*>(input.constData()),
-                reinterpret_cast<unsigned char*>(output.data()),
-                static_cast<unsigned long>(input.size() / BlockBytes), AES::CBC);
+        reinterpret_cast<unsigned char*>(output.data()),
+        static_cast<unsigned long>(input.size() / BlockBytes), AES::CBC);
     const char* data = output.constData();
     const void* zero = std::memchr(data, 0, size_t(output.size()));
     const qsizetype length = zero ? static_cast<const char*>(zero) - data : output.size();

@@ -33,8 +33,7 @@ QString hashFile(QCryptographicHash& hash, const QString& filePath)
 CryptographicHash::CryptographicHash()
     : sha1(std::make_shared<QCryptographicHash>(QCryptographicHash::Sha1))
     , md5(std::make_shared<QCryptographicHash>(QCryptographicHash::Md5))
-{
-}
+{ }
 
 CryptographicHash::~CryptographicHash() = default;
 

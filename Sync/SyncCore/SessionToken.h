@@ -31,7 +31,8 @@ KVSYNCCORE_EXPORT QString GetSessionAndUserUniqueToken();
  * GetSessionAndUserUniqueToken() writes it; an empty name stands for
  * "no login name known" and gives "None". For tests only.
  */
-KVSYNCCORE_EXPORT QString __TEST_ONLY_MakeSessionToken(const QByteArray& loginName, qint64 processId);
+KVSYNCCORE_EXPORT QString __TEST_ONLY_MakeSessionToken(
+    const QByteArray& loginName, qint64 processId);
 
 } // namespace core
 } // namespace sync

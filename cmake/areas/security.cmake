@@ -16,3 +16,26 @@ target_sources(KvSyncCore PRIVATE
     Sync/SyncCore/CryptographicHash.cpp
     Sync/SyncCore/SessionToken.h
     Sync/SyncCore/SessionToken.cpp)
+
+if(SYNCCORE_BUILD_TESTS OR SYNCCORE_BUILD_BENCHMARKS)
+    # OpenSSL is the reference of the tests and benchmarks only.
+    find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+endif()
+
+synccore_add_test(aestest SOURCES tests/aestest.cpp tests/OpenSslReference.h LIBS OpenSSL::Crypto)
+synccore_add_test(cryptotest SOURCES tests/cryptotest.cpp tests/OpenSslReference.h LIBS OpenSSL::Crypto)
+synccore_add_test(cryptographichashtest SOURCES tests/cryptographichashtest.cpp)
+synccore_add_test_helper(sessiontokenhelper SOURCES tests/sessiontokenhelper.cpp)
+synccore_add_test(sessiontokentest SOURCES tests/sessiontokentest.cpp)
+if(TARGET sessiontokentest)
+    add_dependencies(sessiontokentest sessiontokenhelper)
+endif()
+
+synccore_add_tool_sources(tools/synccore/CommandsSecurity.cpp)
+synccore_add_test(securitycommandstest SOURCES tests/securitycommandstest.cpp)
+if(TARGET securitycommandstest AND TARGET synccore)
+    add_dependencies(securitycommandstest synccore)
+endif()
+synccore_add_test(aesconcurrenttest SOURCES tests/aesconcurrenttest.cpp CONCURRENT)
+synccore_add_fuzz(fuzz_crypto SOURCES fuzz/crypto.cpp)
+synccore_add_bench(bench_security SOURCES bench/security.cpp LIBS OpenSSL::Crypto)

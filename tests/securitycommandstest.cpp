@@ -1,0 +1,77 @@
+// The security commands of the synccore tool, run as a real process.
+
+#include "TestUtil.h"
+
+#include <gtest/gtest.h>
+
+#include <QFileInfo>
+
+namespace {
+
+testutil::ProcessResult synccore(const QStringList& args)
+{
+    return testutil::run(testutil::builtExecutable(QStringLiteral("synccore")), args);
+}
+
+class SecurityCommandsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!QFileInfo::exists(testutil::builtExecutable(QStringLiteral("synccore"))))
+            GTEST_SKIP() << "the synccore tool is not part of this build";
+    }
+};
+
+TEST_F(SecurityCommandsTest, EncryptedHexDecryptsBack)
+{
+    const QString text = QString::fromUtf8("Grüße aus Köln!");
+    const testutil::ProcessResult enc = synccore({ QStringLiteral("encrypt"), text });
+    ASSERT_EQ(enc.exitCode, 0) << enc.err.constData();
+    const QByteArray hex = enc.out.trimmed();
+    EXPECT_EQ(hex, QByteArray("1e57f88261e15091b0a987b3aec0a9c8c654101d0da615735762291c82113fe3"));
+    const testutil::ProcessResult dec
+        = synccore({ QStringLiteral("decrypt"), QString::fromLatin1(hex) });
+    ASSERT_EQ(dec.exitCode, 0) << dec.err.constData();
+    EXPECT_EQ(QString::fromUtf8(dec.out), text + QLatin1Char('\n'));
+}
+
+TEST_F(SecurityCommandsTest, BadInputGivesOneLineAndUsageExit)
+{
+    const QStringList bad[] = {
+        { QStringLiteral("decrypt"), QStringLiteral("xyz1") },
+        { QStringLiteral("decrypt"), QStringLiteral("abc") },
+        { QStringLiteral("decrypt") },
+        { QStringLiteral("encrypt") },
+        { QStringLiteral("encrypt"), QStringLiteral("a"), QStringLiteral("b") },
+        { QStringLiteral("sha1") },
+    };
+    for (const QStringList& args : bad) {
+        const testutil::ProcessResult r = synccore(args);
+        EXPECT_EQ(r.exitCode, 2) << args.join(QLatin1Char(' ')).toStdString();
+        EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
+        EXPECT_TRUE(r.out.isEmpty());
+    }
+}
+
+TEST_F(SecurityCommandsTest, Sha1PrintsLikeSha1sumAndReportsMissingFiles)
+{
+    if (!testutil::haveProgram(QStringLiteral("sha1sum")))
+        GTEST_SKIP() << "sha1sum is not installed";
+    testutil::TempDir dir;
+    const QString a = dir.write(QStringLiteral("a.txt"), QByteArray("first file\n"));
+    const QString b = dir.write(QStringLiteral("b.bin"), QByteArray(100000, '\x5a'));
+    const testutil::ProcessResult ours = synccore({ QStringLiteral("sha1"), a, b });
+    const testutil::ProcessResult theirs = testutil::run(QStringLiteral("sha1sum"), { a, b });
+    EXPECT_EQ(ours.exitCode, 0);
+    EXPECT_EQ(ours.out, theirs.out);
+
+    const testutil::ProcessResult missing
+        = synccore({ QStringLiteral("sha1"), dir.filePath(QStringLiteral("none")), a });
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_TRUE(missing.err.contains("cannot open"));
+    EXPECT_EQ(
+        missing.out, theirs.out.left(theirs.out.indexOf('\n') + 1)); // the good file still printed
+}
+
+} // namespace
