@@ -54,11 +54,6 @@ SYNCCORE_COMMAND("sha1", "FILE...", "Print the SHA-1 digest of each FILE",
     return digestFiles(QStringLiteral("sha1"), args, &sync::core::CryptographicHash::GenerateHash);
 });
 
-SYNCCORE_COMMAND("md5", "FILE...", "Print the MD5 digest of each FILE",
-                 [](const QStringList& args) {
-    return digestFiles(QStringLiteral("md5"), args, &sync::core::CryptographicHash::GenerateHashMD5);
-});
-
 SYNCCORE_COMMAND("session-token", "", "Print this process's session token (login name and process number)",
                  [](const QStringList& args) {
     if (!args.isEmpty())
