@@ -259,7 +259,8 @@ namespace {
 
 // Names built from fragments that sit on the edges of the patterns: case
 // variants, characters whose Unicode case folding reaches ASCII letters
-// (the Kelvin sign, the long s), newlines that "$" may skip, separators.
+// (the Kelvin sign, the long s), newlines that "$" may skip, surrogate pairs
+// (one character, two code units), a lone surrogate, separators.
 std::vector<QString> edgeNames(int count)
 {
     const QStringList fragments = {
@@ -273,6 +274,7 @@ std::vector<QString> edgeNames(int count)
         QString(QChar(0x212a)), QString(QChar(0x017f)), QStringLiteral("é"), QStringLiteral("É"),
         QStringLiteral("日本"), QString(QChar(0x7f)), QStringLiteral("k"), QStringLiteral("K"),
         QStringLiteral("a"), QStringLiteral("-"), QStringLiteral("."), QStringLiteral("[x]"),
+        QStringLiteral("\r\n"), QString::fromUtf8("\xf0\x9f\x98\x80"), QString(QChar(0xd800)),
     };
     std::mt19937 rng(4711u);
     std::vector<QString> names;

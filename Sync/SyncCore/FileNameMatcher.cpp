@@ -30,12 +30,14 @@ log4cplus::Logger& matcherLogger()
 // The sync engine asks about every local and remote name, so Match is hot.
 // Going through QRegularExpression costs a few heap allocations per call
 // (match object, PCRE2 match data), and there are thirteen patterns. Most
-// patterns in practice are plain literals with a few character classes and
-// anchors, and most names are plain ASCII; for those the answer is worked out
-// here without the regular-expression engine. The rules below accept only
-// syntax whose meaning on a printable-ASCII name is certain (caseless ASCII
-// letters, no newline questions, no Unicode case folding); anything else is
-// left to QRegularExpression.
+// patterns in practice have a fixed length: literals, "." and simple classes,
+// with or without anchors. Such a piece is decided here by comparing code
+// units, as long as every unit it needs to look at is printable ASCII: there
+// the caseless comparison is plain ASCII case, one unit is one character, and
+// no newline can make "$" match early. Whenever a piece would have to look at
+// any other unit (a Kelvin sign may match "k", a surrogate pair is one
+// character, "$" matches before a final newline), the name goes to
+// QRegularExpression instead, so the answers never differ.
 
 bool isAsciiLetter(char16_t c)
 {
@@ -98,6 +100,8 @@ private:
     std::array<std::uint64_t, 2> _bits{};
 };
 
+enum class Answer { No, Yes, Unknown };
+
 // A piece of fixed length: one character set per position, optionally
 // anchored at either end.
 struct LiteralPiece
@@ -106,30 +110,54 @@ struct LiteralPiece
     bool anchoredEnd = false;
     std::vector<AsciiSet> positions;
 
-    // @p s holds @p size printable ASCII characters.
-    bool matches(const char16_t* s, qsizetype size) const
+    Answer decide(const char16_t* s, qsizetype size) const
     {
         const qsizetype length = qsizetype(positions.size());
-        if (size < length || (anchoredStart && anchoredEnd && size != length))
-            return false;
-        const qsizetype first = anchoredStart ? 0 : size - length;
-        const qsizetype last = anchoredEnd || anchoredStart ? first : 0;
-        for (qsizetype start = first; start >= last; --start) {
-            if (matchesAt(s + start))
-                return true;
+        // A name of fewer code units has fewer characters still.
+        if (size < length)
+            return Answer::No;
+        if (anchoredEnd) {
+            if (size == 0)
+                return Answer::Yes;
+            // Compared from the end, so each unit's position counts only
+            // units already known to be single ASCII characters. A printable
+            // last unit also rules out "$" before a final newline.
+            if (!isPrintableAscii(s[size - 1]))
+                return Answer::Unknown;
+            for (qsizetype k = 1; k <= length; ++k) {
+                const char16_t c = s[size - k];
+                if (!isPrintableAscii(c))
+                    return Answer::Unknown;
+                if (!positions[size_t(length - k)].contains(c))
+                    return Answer::No;
+            }
+            return anchoredStart && size != length ? Answer::No : Answer::Yes;
         }
-        return false;
-    }
-
-private:
-    bool matchesAt(const char16_t* s) const
-    {
-        // From the end: names differ most in their last characters.
-        for (qsizetype i = qsizetype(positions.size()) - 1; i >= 0; --i) {
-            if (!positions[size_t(i)].contains(s[i]))
-                return false;
+        if (anchoredStart) {
+            for (qsizetype k = 0; k < length; ++k) {
+                const char16_t c = s[k];
+                if (!isPrintableAscii(c))
+                    return Answer::Unknown;
+                if (!positions[size_t(k)].contains(c))
+                    return Answer::No;
+            }
+            return Answer::Yes;
         }
-        return true;
+        if (length == 0)
+            return Answer::Yes;
+        // Anywhere in the name: every unit may be looked at.
+        for (qsizetype k = 0; k < size; ++k) {
+            if (!isPrintableAscii(s[k]))
+                return Answer::Unknown;
+        }
+        for (qsizetype start = size - length; start >= 0; --start) {
+            qsizetype k = length - 1;
+            while (k >= 0 && positions[size_t(k)].contains(s[start + k]))
+                --k;
+            if (k < 0)
+                return Answer::Yes;
+        }
+        return Answer::No;
     }
 };
 
@@ -234,13 +262,15 @@ std::optional<LiteralPiece> parseLiteralPiece(const QString& piece)
     return result;
 }
 
-bool isPrintableAscii(const QString& name)
+// False for a lone surrogate, which no expression ever matches.
+bool isWellFormedUtf16(const char16_t* s, qsizetype size)
 {
-    const char16_t* s = reinterpret_cast<const char16_t*>(name.utf16());
-    const char16_t* const end = s + name.size();
-    for (; s != end; ++s) {
-        if (!isPrintableAscii(*s))
+    for (qsizetype i = 0; i < size; ++i) {
+        if ((s[i] & 0xf800) != 0xd800)
+            continue;
+        if (s[i] >= 0xdc00 || i + 1 == size || (s[i + 1] & 0xfc00) != 0xdc00)
             return false;
+        ++i;
     }
     return true;
 }
@@ -249,9 +279,9 @@ bool isPrintableAscii(const QString& name)
 
 struct FileNameMatcher::Plan
 {
-    /// Pieces of fixed length, decided here for printable-ASCII names.
+    /// Pieces of fixed length, decided here for most names.
     std::vector<LiteralPiece> literalPieces;
-    /// The same pieces as one alternation, for all other names.
+    /// The same pieces as one alternation, for names they cannot decide.
     QRegularExpression literalAlternation;
     /// Valid pieces that only the regular-expression engine can decide.
     std::vector<std::shared_ptr<const QRegularExpression>> otherPieces;
@@ -313,17 +343,23 @@ FileNameMatcher& FileNameMatcher::operator=(const FileNameMatcher&) = default;
 bool FileNameMatcher::Match(const QString& name) const
 {
     const Plan& plan = *_plan;
-    if (!plan.literalPieces.empty()) {
-        if (isPrintableAscii(name)) {
-            const char16_t* s = reinterpret_cast<const char16_t*>(name.utf16());
-            for (const LiteralPiece& piece : plan.literalPieces) {
-                if (piece.matches(s, name.size()))
-                    return true;
-            }
-        } else if (plan.literalAlternation.match(name).hasMatch()) {
-            return true;
+    const char16_t* s = reinterpret_cast<const char16_t*>(name.utf16());
+    const qsizetype size = name.size();
+    bool undecided = false;
+    for (const LiteralPiece& piece : plan.literalPieces) {
+        switch (piece.decide(s, size)) {
+        case Answer::Yes:
+            // QRegularExpression refuses a malformed name outright; agree with it.
+            return isWellFormedUtf16(s, size);
+        case Answer::Unknown:
+            undecided = true;
+            break;
+        case Answer::No:
+            break;
         }
     }
+    if (undecided && plan.literalAlternation.match(name).hasMatch())
+        return true;
     for (const auto& expression : plan.otherPieces) {
         if (expression->match(name).hasMatch())
             return true;

@@ -60,7 +60,8 @@ public:
      *
      * Pass the bare file name, not a path: the whole-name patterns ("^thumbs\.db$")
      * only hit a bare name. Safe to call from any thread at once; takes no lock.
-     * A matcher without patterns matches nothing.
+     * A name that is not well-formed UTF-16 (a lone surrogate) matches nothing,
+     * as QRegularExpression refuses to search it.
      */
     bool Match(const QString& name) const;
 
