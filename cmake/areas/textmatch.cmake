@@ -25,6 +25,11 @@ if(TARGET languagecodestest)
     add_dependencies(languagecodestest languagecodeshelper)
 endif()
 
+synccore_add_test(excludecommandtest SOURCES tests/excludecommandtest.cpp)
+if(TARGET excludecommandtest AND TARGET synccore)
+    add_dependencies(excludecommandtest synccore)
+endif()
+
 synccore_add_fuzz(fuzz_matcher SOURCES fuzz/matcher.cpp)
 
 if(SYNCCORE_BUILD_BENCHMARKS)
