@@ -30,15 +30,34 @@ const QString settingsKey = QStringLiteral("Exclusions/UploadDownload");
 
 // What the matcher must answer: any piece, compiled on its own, found
 // anywhere in the name. Invalid pieces never match.
+class Reference
+{
+public:
+    explicit Reference(const QString& patterns)
+    {
+        for (const QString& piece : patterns.split(QLatin1Char(';'), Qt::KeepEmptyParts)) {
+            QRegularExpression re(piece, QRegularExpression::CaseInsensitiveOption);
+            if (re.isValid())
+                _pieces.append(re);
+        }
+    }
+
+    bool match(const QString& name) const
+    {
+        for (const QRegularExpression& re : _pieces) {
+            if (re.match(name).hasMatch())
+                return true;
+        }
+        return false;
+    }
+
+private:
+    QList<QRegularExpression> _pieces;
+};
+
 bool referenceMatch(const QString& patterns, const QString& name)
 {
-    const QStringList pieces = patterns.split(QLatin1Char(';'), Qt::KeepEmptyParts);
-    for (const QString& piece : pieces) {
-        const QRegularExpression re(piece, QRegularExpression::CaseInsensitiveOption);
-        if (re.isValid() && re.match(name).hasMatch())
-            return true;
-    }
-    return false;
+    return Reference(patterns).match(name);
 }
 
 QString settingsFilePath()
@@ -299,10 +318,11 @@ TEST_P(AgreementTest, MatchesLikeEachPieceOnItsOwn)
 {
     const QString patterns = QString::fromUtf8(GetParam());
     const FileNameMatcher matcher(QString(), patterns);
+    const Reference reference(patterns);
     int hits = 0;
     const std::vector<QString> names = edgeNames(4000);
     for (const QString& name : names) {
-        const bool expected = referenceMatch(patterns, name);
+        const bool expected = reference.match(name);
         ASSERT_EQ(matcher.Match(name), expected) << "name '" << name.toStdString() << "'";
         hits += expected;
     }
@@ -322,6 +342,42 @@ INSTANTIATE_TEST_SUITE_P(PatternSets, AgreementTest, ::testing::Values(
     "\\ ;#;\\[x\\];\\\\"               // escaped blank, hash, brackets, backslash
 ));
 
+TEST(FileNameMatcherAgreementTest, RandomFixedLengthPatternsMatchLikeTheirPieces)
+{
+    // Pieces made of the syntax the matcher decides without the engine, with
+    // a few tokens mixed in that it must leave to the engine.
+    const QStringList tokens = {
+        QStringLiteral("a"), QStringLiteral("K"), QStringLiteral("s"), QStringLiteral("b"),
+        QStringLiteral("\\."), QStringLiteral("."), QStringLiteral("[a-c]"), QStringLiteral("[0-9]"),
+        QStringLiteral("[kK\\$]"), QStringLiteral("{2}"), QStringLiteral("{0}"), QStringLiteral("^"),
+        QStringLiteral("$"), QStringLiteral("\\$"), QStringLiteral("#"), QStringLiteral(" "),
+        QStringLiteral("\\ "), QStringLiteral("-"), QStringLiteral("_"), QStringLiteral("~"),
+        QStringLiteral("é"), QStringLiteral("\\d"), QStringLiteral("+"), QStringLiteral("(a|b)"),
+        QStringLiteral("[^a]"), QStringLiteral("]"), QStringLiteral("{"), QStringLiteral(";"),
+    };
+    std::mt19937 rng(1234u);
+    const std::vector<QString> names = edgeNames(300);
+    int hits = 0;
+    int total = 0;
+    for (int p = 0; p < 300; ++p) {
+        QString patterns;
+        const int count = 1 + int(rng() % 6);
+        for (int t = 0; t < count; ++t)
+            patterns += tokens[qsizetype(rng() % tokens.size())];
+        const FileNameMatcher matcher(QString(), patterns);
+        const Reference reference(patterns);
+        for (const QString& name : names) {
+            const bool expected = reference.match(name);
+            ASSERT_EQ(matcher.Match(name), expected)
+                << "pattern '" << patterns.toStdString() << "', name '" << name.toStdString() << "'";
+            hits += expected;
+            ++total;
+        }
+    }
+    EXPECT_GT(hits, total / 20);
+    EXPECT_LT(hits, total - total / 20);
+}
+
 // --- many threads at once --------------------------------------------------------
 
 TEST(FileNameMatcherConcurrencyTest, ManyThreadsShareOneFreshMatcher)
@@ -330,9 +386,10 @@ TEST(FileNameMatcherConcurrencyTest, ManyThreadsShareOneFreshMatcher)
     // A mix of pieces that take every route through Match.
     const QString patterns = uploadDownloadExclusionsRegex + QStringLiteral(";^(draft|copy) of ;\\d{5,}");
     const std::vector<QString> names = edgeNames(3000);
+    const Reference reference(patterns);
     std::vector<char> expected;
     for (const QString& name : names)
-        expected.push_back(referenceMatch(patterns, name));
+        expected.push_back(reference.match(name));
 
     for (int round = 0; round < 3; ++round) {
         // A matcher nobody has used yet: the first matches of all threads race.

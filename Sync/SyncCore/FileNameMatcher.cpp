@@ -309,8 +309,8 @@ FileNameMatcher::FileNameMatcher(QString settingsKey, QString defaultPatterns)
             LOG4CPLUS_ERROR(matcherLogger(),
                             QStringLiteral("Exclusion pattern '%0' is not a valid regular expression "
                                            "(%1 at offset %2); it never matches")
-                                .arg(piece, expression->errorString())
-                                .arg(expression->patternErrorOffset())
+                                .arg(piece, expression->errorString(),
+                                     QString::number(expression->patternErrorOffset()))
                                 .toStdString());
         } else {
             // Compiles now: a lazy compile on first use would write to the
