@@ -296,9 +296,14 @@ std::vector<QString> edgeNames(int count)
         QStringLiteral("\r\n"), QString::fromUtf8("\xf0\x9f\x98\x80"), QString(QChar(0xd800)),
     };
     std::mt19937 rng(4711u);
-    std::vector<QString> names;
+    std::vector<QString> names = {
+        QString(), QStringLiteral("\n"), QStringLiteral("a\n"), QStringLiteral("\r\n"),
+        QStringLiteral("x.bak\n"), QStringLiteral("thumbs.db\n"), QStringLiteral("\t"),
+        QStringLiteral("x.ba\t"), QStringLiteral("a\rb"), QString(QChar(0x212a)),
+        QStringLiteral("\ta"), QStringLiteral("\na"), QStringLiteral("\ra"),
+    };
     names.reserve(size_t(count));
-    for (int i = 0; i < count; ++i) {
+    while (int(names.size()) < count) {
         QString name;
         const int parts = int(rng() % 5);
         for (int p = 0; p < parts; ++p)
@@ -338,6 +343,9 @@ INSTANTIATE_TEST_SUITE_P(PatternSets, AgreementTest, ::testing::Values(
     "^thumbs\\.db;\\.bak",             // one-sided anchors
     "\\.[a-k]{2}$;^.\\.;[0-9][0-9]",   // classes, any character, unanchored scans
     "^$;\\$",                          // empty name only; a literal dollar
+    // "." meets control characters, "$" a final newline; one kind per set, so
+    // that no other piece sends the name to the engine
+    "..$", "^.a", "^$",
     "\\.tmp$;(;[z-a];\\d$;\\.(bak|log)$;^~",  // invalid and engine-only pieces mixed in
     "\\ ;#;\\[x\\];\\\\"               // escaped blank, hash, brackets, backslash
 ));
@@ -356,12 +364,29 @@ TEST(FileNameMatcherAgreementTest, RandomFixedLengthPatternsMatchLikeTheirPieces
         QStringLiteral("[^a]"), QStringLiteral("]"), QStringLiteral("{"), QStringLiteral(";"),
     };
     std::mt19937 rng(1234u);
-    const std::vector<QString> names = edgeNames(300);
+    // Short names over an alphabet close to the tokens, so that pieces often
+    // get far into a name before they decide.
+    const QList<QString> letters = {
+        QStringLiteral("a"), QStringLiteral("A"), QStringLiteral("b"), QStringLiteral("k"),
+        QStringLiteral("K"), QStringLiteral("s"), QStringLiteral("S"), QStringLiteral("."),
+        QStringLiteral("$"), QStringLiteral("#"), QStringLiteral(" "), QStringLiteral("-"),
+        QStringLiteral("_"), QStringLiteral("~"), QStringLiteral("0"), QStringLiteral("5"),
+        QStringLiteral("\t"), QStringLiteral("\n"), QStringLiteral("\r"), QStringLiteral("é"),
+        QString(QChar(0x212a)), QString(QChar(0x017f)), QString::fromUtf8("\xf0\x9f\x98\x80"),
+        QString(QChar(0xdc00)),
+    };
+    std::vector<QString> names;
+    for (int i = 0; i < 800; ++i) {
+        QString name;
+        for (int n = int(rng() % 7); n > 0; --n)
+            name += letters[qsizetype(rng() % letters.size())];
+        names.push_back(name);
+    }
     int hits = 0;
     int total = 0;
-    for (int p = 0; p < 300; ++p) {
+    for (int p = 0; p < 400; ++p) {
         QString patterns;
-        const int count = 1 + int(rng() % 6);
+        const int count = 1 + int(rng() % 5);
         for (int t = 0; t < count; ++t)
             patterns += tokens[qsizetype(rng() % tokens.size())];
         const FileNameMatcher matcher(QString(), patterns);
