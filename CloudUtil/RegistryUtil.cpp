@@ -57,7 +57,8 @@ bool RegistryUtil::DeleteKey(QString /*key*/, bool /*machineWide*/)
     return false;
 }
 
-QString RegistryUtil::ReadString(QString key, QString name, QString defaultValue, bool /*machineWide*/)
+QString RegistryUtil::ReadString(
+    QString key, QString name, QString defaultValue, bool /*machineWide*/)
 {
     return readValue(key, name, defaultValue).toString();
 }
@@ -79,8 +80,8 @@ bool RegistryUtil::WriteString(QString key, QString name, QString value)
     return WriteString(std::move(key), std::move(name), std::move(value), false);
 }
 
-QStringList RegistryUtil::ReadMultiString(QString key, QString name, QStringList defaultValue,
-                                          bool /*machineWide*/)
+QStringList RegistryUtil::ReadMultiString(
+    QString key, QString name, QStringList defaultValue, bool /*machineWide*/)
 {
     return readValue(key, name, defaultValue).toStringList();
 }
@@ -90,7 +91,8 @@ QStringList RegistryUtil::ReadMultiString(QString key, QString name, QStringList
     return ReadMultiString(std::move(key), std::move(name), std::move(defaultValue), false);
 }
 
-void RegistryUtil::WriteMultiString(QString key, QString name, QStringList value, bool /*machineWide*/)
+void RegistryUtil::WriteMultiString(
+    QString key, QString name, QStringList value, bool /*machineWide*/)
 {
     writeValue(key, name, value);
 }
@@ -111,8 +113,8 @@ int RegistryUtil::ReadInt(QString key, QString name, int defaultValue)
     return ReadInt(std::move(key), std::move(name), defaultValue, false);
 }
 
-long long RegistryUtil::ReadInt64(QString key, QString name, long long defaultValue,
-                                  bool /*machineWide*/)
+long long RegistryUtil::ReadInt64(
+    QString key, QString name, long long defaultValue, bool /*machineWide*/)
 {
     return readValue(key, name, QVariant(qlonglong(defaultValue))).toLongLong();
 }

@@ -60,8 +60,8 @@ public:
     static bool WriteString(QString key, QString name, QString value);
 
     /// Value @p name of key @p key as a string list, @p defaultValue when absent.
-    static QStringList ReadMultiString(QString key, QString name, QStringList defaultValue,
-                                       bool machineWide);
+    static QStringList ReadMultiString(
+        QString key, QString name, QStringList defaultValue, bool machineWide);
     static QStringList ReadMultiString(QString key, QString name, QStringList defaultValue);
 
     /// Writes a string list value.

@@ -88,6 +88,7 @@ void writeSettingsFile(const QList<QPair<QString, QString>>& values)
     QFile file(settingsFilePath());
     ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     ASSERT_EQ(file.write(content), content.size());
+    ASSERT_TRUE(file.flush()); // written now, so the time set below stays
     ++generation;
     ASSERT_TRUE(file.setFileTime(QDateTime::currentDateTimeUtc().addSecs(generation),
                                  QFileDevice::FileModificationTime));

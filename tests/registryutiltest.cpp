@@ -54,6 +54,7 @@ protected:
         QFile file(storeFile());
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         ASSERT_EQ(file.write(ini), ini.size());
+        ASSERT_TRUE(file.flush()); // written now, so the time set below stays
         ++generation;
         ASSERT_TRUE(file.setFileTime(QDateTime::currentDateTimeUtc().addSecs(generation),
                                      QFileDevice::FileModificationTime));

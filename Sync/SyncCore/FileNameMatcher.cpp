@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -57,14 +58,8 @@ bool isPrintableAscii(char16_t c)
 // Printable punctuation that stands for itself outside a character class.
 bool isPlainPunctuation(char16_t c)
 {
-    switch (c) {
-    case u' ': case u'!': case u'"': case u'#': case u'%': case u'&': case u'\'':
-    case u',': case u'-': case u'/': case u':': case u';': case u'<': case u'=':
-    case u'>': case u'@': case u'_': case u'`': case u'~':
-        return true;
-    default:
-        return false;
-    }
+    static const char plain[] = " !\"#%&',-/:;<=>@_`~";
+    return c != 0 && c < 0x80 && std::strchr(plain, char(c)) != nullptr;
 }
 
 // A set of printable ASCII characters, one bit each.
@@ -73,10 +68,7 @@ class AsciiSet
 public:
     bool contains(char16_t c) const { return (_bits[c >> 6] >> (c & 63)) & 1u; }
 
-    void add(char16_t c)
-    {
-        _bits[c >> 6] |= std::uint64_t(1) << (c & 63);
-    }
+    void add(char16_t c) { _bits[c >> 6] |= std::uint64_t(1) << (c & 63); }
 
     // Adds @p c as a caseless pattern character: a letter with its other case.
     void addCaseless(char16_t c)
@@ -97,7 +89,7 @@ public:
     }
 
 private:
-    std::array<std::uint64_t, 2> _bits{};
+    std::array<std::uint64_t, 2> _bits {};
 };
 
 enum class Answer { No, Yes, Unknown };
@@ -246,7 +238,8 @@ std::optional<LiteralPiece> parseLiteralPiece(const QString& piece)
         if (i < n && piece[i] == QLatin1Char('{')) {
             qsizetype j = i + 1;
             qsizetype count = 0;
-            while (j < n && j - i <= 3 && piece[j] >= QLatin1Char('0') && piece[j] <= QLatin1Char('9')) {
+            while (j < n && j - i <= 3 && piece[j] >= QLatin1Char('0')
+                && piece[j] <= QLatin1Char('9')) {
                 count = count * 10 + (piece[j].unicode() - u'0');
                 ++j;
             }
@@ -293,7 +286,7 @@ FileNameMatcher::FileNameMatcher(QString settingsKey, QString defaultPatterns)
     // QSettings warns on stderr about an empty key; there is nothing to read under it.
     if (!settingsKey.isEmpty()) {
         const QSettings settings(QSettings::NativeFormat, QSettings::UserScope,
-                                 QStringLiteral("Tessaron"), QStringLiteral("Tessaron Sync"));
+            QStringLiteral("Tessaron"), QStringLiteral("Tessaron Sync"));
         patterns = settings.value(settingsKey, defaultPatterns).toString();
     }
 
@@ -301,17 +294,18 @@ FileNameMatcher::FileNameMatcher(QString settingsKey, QString defaultPatterns)
     QStringList literalSources;
     // Empty pieces are kept: an empty expression matches every name, which is
     // how a setting ending in ";" has always behaved.
-    const QStringList pieces = patterns.split(QLatin1Char(';'), Qt::KeepEmptyParts, Qt::CaseSensitive);
+    const QStringList pieces
+        = patterns.split(QLatin1Char(';'), Qt::KeepEmptyParts, Qt::CaseSensitive);
     for (const QString& piece : pieces) {
         auto expression = std::make_shared<QRegularExpression>(
             piece, QRegularExpression::CaseInsensitiveOption);
         if (!expression->isValid()) {
             LOG4CPLUS_ERROR(matcherLogger(),
-                            QStringLiteral("Exclusion pattern '%0' is not a valid regular expression "
-                                           "(%1 at offset %2); it never matches")
-                                .arg(piece, expression->errorString(),
-                                     QString::number(expression->patternErrorOffset()))
-                                .toStdString());
+                QStringLiteral("Exclusion pattern '%0' is not a valid regular expression "
+                               "(%1 at offset %2); it never matches")
+                    .arg(piece, expression->errorString(),
+                        QString::number(expression->patternErrorOffset()))
+                    .toStdString());
         } else {
             // Compiles now: a lazy compile on first use would write to the
             // expression while other threads read it.
@@ -328,8 +322,8 @@ FileNameMatcher::FileNameMatcher(QString settingsKey, QString defaultPatterns)
     if (!literalSources.isEmpty()) {
         // The literal pieces hold no groups or back-references, so wrapping
         // each in a group and joining them keeps every piece's meaning.
-        plan->literalAlternation.setPattern(QStringLiteral("(?:%1)").arg(
-            literalSources.join(QStringLiteral(")|(?:"))));
+        plan->literalAlternation.setPattern(
+            QStringLiteral("(?:%1)").arg(literalSources.join(QStringLiteral(")|(?:"))));
         plan->literalAlternation.setPatternOptions(QRegularExpression::CaseInsensitiveOption);
         plan->literalAlternation.optimize();
     }

@@ -32,7 +32,8 @@ QStringList FolderUtilities::GetTruncatedList(const QStringList& list, int maxCo
     if (list.size() <= kept)
         return list;
     QStringList truncated = list.first(kept);
-    truncated.append(QStringLiteral("(...List truncated, %1 more item(s))").arg(list.size() - kept));
+    truncated.append(
+        QStringLiteral("(...List truncated, %1 more item(s))").arg(list.size() - kept));
     return truncated;
 }
 

@@ -10,21 +10,27 @@ namespace core {
 namespace {
 
 // The eight languages of the client. The three-letter codes are the client's
-// own (not ISO 639-2) and are part of its file names and protocols.
+// own, not ISO 639-2, and must be reproduced exactly.
 const QSet<QString> _twoLetterISOCodeSet = {
-    QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("es"), QStringLiteral("fr"),
-    QStringLiteral("it"), QStringLiteral("ja"), QStringLiteral("ko"), QStringLiteral("zh"),
+    QStringLiteral("en"),
+    QStringLiteral("de"),
+    QStringLiteral("es"),
+    QStringLiteral("fr"),
+    QStringLiteral("it"),
+    QStringLiteral("ja"),
+    QStringLiteral("ko"),
+    QStringLiteral("zh"),
 };
 
 const QMap<QString, QString> _threeLetterISOCodeMap = {
-    {QStringLiteral("en"), QStringLiteral("enu")},
-    {QStringLiteral("de"), QStringLiteral("deu")},
-    {QStringLiteral("es"), QStringLiteral("esp")},
-    {QStringLiteral("fr"), QStringLiteral("fra")},
-    {QStringLiteral("it"), QStringLiteral("ita")},
-    {QStringLiteral("ja"), QStringLiteral("jpn")},
-    {QStringLiteral("ko"), QStringLiteral("kor")},
-    {QStringLiteral("zh"), QStringLiteral("chs")},
+    { QStringLiteral("en"), QStringLiteral("enu") },
+    { QStringLiteral("de"), QStringLiteral("deu") },
+    { QStringLiteral("es"), QStringLiteral("esp") },
+    { QStringLiteral("fr"), QStringLiteral("fra") },
+    { QStringLiteral("it"), QStringLiteral("ita") },
+    { QStringLiteral("ja"), QStringLiteral("jpn") },
+    { QStringLiteral("ko"), QStringLiteral("kor") },
+    { QStringLiteral("zh"), QStringLiteral("chs") },
 };
 
 } // namespace
