@@ -307,8 +307,8 @@ FileNameMatcher::FileNameMatcher(QString settingsKey, QString defaultPatterns)
                         QString::number(expression->patternErrorOffset()))
                     .toStdString());
         } else {
-            // Compiles now: a lazy compile on first use would write to the
-            // expression while other threads read it.
+            // Compiled (and JIT-compiled) here, while only this thread sees
+            // the expression: from now on matching only reads it.
             expression->optimize();
             if (std::optional<LiteralPiece> literal = parseLiteralPiece(piece)) {
                 plan->literalPieces.push_back(std::move(*literal));
@@ -337,7 +337,9 @@ FileNameMatcher& FileNameMatcher::operator=(const FileNameMatcher&) = default;
 bool FileNameMatcher::Match(const QString& name) const
 {
     const Plan& plan = *_plan;
-    const char16_t* s = reinterpret_cast<const char16_t*>(name.utf16());
+    // constData(), not utf16(): utf16() reallocates a string made with
+    // fromRawData or a literal to terminate it, writing to a shared name.
+    const char16_t* s = reinterpret_cast<const char16_t*>(name.constData());
     const qsizetype size = name.size();
     bool undecided = false;
     for (const LiteralPiece& piece : plan.literalPieces) {
