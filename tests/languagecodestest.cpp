@@ -66,15 +66,3 @@ INSTANTIATE_TEST_SUITE_P(Locales, LanguageCodesTest, ::testing::ValuesIn(std::ve
     {"pt_BR.UTF-8", "en", "enu"}, {"nl_NL", "en", "enu"}, {"ru_RU.UTF-8", "en", "enu"},
     {"C", "en", "enu"}, {"POSIX", "en", "enu"},
 }));
-
-TEST(LanguageCodesInProcessTest, ThreeLetterCodeIsThePairOfTheTwoLetterCode)
-{
-    // Whatever locale runs the suite, the two answers belong together.
-    const QString two = sync::core::TwoLetterISOCode();
-    const QString three = sync::core::ThreeLetterISOCode();
-    const QStringList pairs = {QStringLiteral("en enu"), QStringLiteral("de deu"),
-                               QStringLiteral("es esp"), QStringLiteral("fr fra"),
-                               QStringLiteral("it ita"), QStringLiteral("ja jpn"),
-                               QStringLiteral("ko kor"), QStringLiteral("zh chs")};
-    EXPECT_TRUE(pairs.contains(two + QLatin1Char(' ') + three)) << qPrintable(two + QLatin1Char(' ') + three);
-}

@@ -28,11 +28,12 @@ KVSYNCCORE_EXPORT extern const QString uploadDownloadExclusionsRegex;
  *
  * The excluded names are given by a list of regular expressions separated by
  * ";", read once at construction from the setting @p settingsKey of the
- * "Tessaron" / "Tessaron Sync" user settings (whatever names the host
- * application has set), or taken from @p defaultPatterns when that setting is
- * absent. Each piece is matched case-insensitively, unanchored unless it
- * anchors itself with "^" or "$". A piece that is not a valid expression never
- * matches.
+ * user settings of organisation "Tessaron", application "Tessaron Sync"
+ * (whatever names the host application has set for itself), or taken from
+ * @p defaultPatterns when that setting is absent or @p settingsKey is empty.
+ * Each piece is matched case-insensitively, unanchored unless it anchors
+ * itself with "^" or "$". A piece that is not a valid expression never matches
+ * (and is logged at construction).
  *
  * Kept on purpose: pieces are neither trimmed nor dropped when empty, and an
  * empty piece matches every name. A setting that is empty, ends in ";" or
@@ -59,7 +60,8 @@ public:
      * @brief True when any pattern is found anywhere in @p name.
      *
      * Pass the bare file name, not a path: the whole-name patterns ("^thumbs\.db$")
-     * only hit a bare name. Safe to call from any thread at once; takes no lock.
+     * only hit a bare name. Safe to call from any thread at once; takes no lock
+     * and, for fixed-length patterns and most names, allocates nothing.
      * A name that is not well-formed UTF-16 (a lone surrogate) matches nothing,
      * as QRegularExpression refuses to search it.
      */
