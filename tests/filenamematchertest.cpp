@@ -240,6 +240,21 @@ TEST(FileNameMatcherSettingsTest, ReadsTheTessaronFileWhateverTheApplicationIsCa
     EXPECT_FALSE(matcher.Match(QStringLiteral("a.bak")));
 }
 
+TEST(FileNameMatcherSettingsTest, ReadsAHandWrittenValueFromTheDocumentedFile)
+{
+    QDir().mkpath(QFileInfo(settingsFilePath()).absolutePath());
+    QFile file(settingsFilePath());
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write("[Exclusions]\nUploadDownload=\"\\\\.part$;^~\\\\$\"\n");
+    file.close();
+    const FileNameMatcher matcher(settingsKey, uploadDownloadExclusionsRegex);
+    removeSettingsFile();
+
+    EXPECT_TRUE(matcher.Match(QStringLiteral("movie.PART")));
+    EXPECT_TRUE(matcher.Match(QStringLiteral("~$report.docx")));
+    EXPECT_FALSE(matcher.Match(QStringLiteral("a.bak")));
+}
+
 TEST(FileNameMatcherSettingsTest, PatternsAreFixedAtConstruction)
 {
     writeSettingsFile({{settingsKey, QStringLiteral("\\.one$")}});

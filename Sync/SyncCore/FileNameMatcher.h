@@ -35,6 +35,10 @@ KVSYNCCORE_EXPORT extern const QString uploadDownloadExclusionsRegex;
  * itself with "^" or "$". A piece that is not a valid expression never matches
  * (and is logged at construction).
  *
+ * On Linux the setting lives in "$XDG_CONFIG_HOME/Tessaron/Tessaron Sync.conf"
+ * (INI). Edited by hand, the value must be quoted with its backslashes
+ * doubled: unquoted, the INI reader takes ";" as the start of a comment.
+ *
  * Kept on purpose: pieces are neither trimmed nor dropped when empty, and an
  * empty piece matches every name. A setting that is empty, ends in ";" or
  * holds ";;" therefore excludes everything.
