@@ -272,22 +272,6 @@ TEST(FileNameMatcherSettingsTest, PatternsAreFixedAtConstruction)
     EXPECT_FALSE(withoutSetting.Match(QStringLiteral("a.two")));
 }
 
-TEST(FileNameMatcherSettingsTest, CopiesMatchLikeTheOriginal)
-{
-    removeSettingsFile();
-    const FileNameMatcher original(QString(), QStringLiteral("\\.x$;^(a|b)$"));
-    FileNameMatcher copy(original);
-    FileNameMatcher assigned(QString(), QStringLiteral(""));
-    EXPECT_TRUE(assigned.Match(QStringLiteral("anything")));
-    assigned = original;
-    for (const FileNameMatcher* m : {&original, static_cast<const FileNameMatcher*>(&copy),
-                                     static_cast<const FileNameMatcher*>(&assigned)}) {
-        EXPECT_TRUE(m->Match(QStringLiteral("f.X")));
-        EXPECT_TRUE(m->Match(QStringLiteral("b")));
-        EXPECT_FALSE(m->Match(QStringLiteral("ab")));
-    }
-}
-
 // --- agreement with plain QRegularExpression -------------------------------------
 
 namespace {
