@@ -13,6 +13,7 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <map>
@@ -149,13 +150,32 @@ double threadCpuSeconds()
     return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
 }
 
-// Wall-clock rates need free cores; on a busy machine the CPU time each
-// thread spends per name tells whether threads slow each other down.
-void setCpuPerName(benchmark::State& state, double cpuSeconds, std::int64_t names)
+// Each thread reports its own names per wall-clock second; the sum over the
+// threads is the throughput. The CPU time each thread spends per name tells,
+// on a busy machine too, whether threads slow each other down.
+class Meter
 {
-    state.counters["cpu_ns_per_name"] =
-        benchmark::Counter(names > 0 ? cpuSeconds * 1e9 / double(names) : 0, benchmark::Counter::kAvgThreads);
-}
+public:
+    Meter()
+        : _wallStart(std::chrono::steady_clock::now())
+        , _cpuStart(threadCpuSeconds())
+    {
+    }
+
+    void report(benchmark::State& state, std::int64_t names) const
+    {
+        const double wall
+            = std::chrono::duration<double>(std::chrono::steady_clock::now() - _wallStart).count();
+        const double cpu = threadCpuSeconds() - _cpuStart;
+        state.counters["names_per_s"] = benchmark::Counter(wall > 0 ? double(names) / wall : 0);
+        state.counters["cpu_ns_per_name"] = benchmark::Counter(
+            names > 0 ? cpu * 1e9 / double(names) : 0, benchmark::Counter::kAvgThreads);
+    }
+
+private:
+    std::chrono::steady_clock::time_point _wallStart;
+    double _cpuStart;
+};
 
 int expectedHits()
 {
@@ -172,7 +192,7 @@ void BM_FileNameMatcher(benchmark::State& state)
 {
     const QStringList& list = names();
     const sync::core::FileNameMatcher& m = matcher();
-    const double cpuStart = threadCpuSeconds();
+    const Meter meter;
     for (auto _ : state) {
         int hits = 0;
         for (const QString& name : list)
@@ -181,7 +201,7 @@ void BM_FileNameMatcher(benchmark::State& state)
         if (hits != expectedHits())
             state.SkipWithError("hit count changed between runs");
     }
-    setCpuPerName(state, threadCpuSeconds() - cpuStart, state.iterations() * std::int64_t(list.size()));
+    meter.report(state, state.iterations() * std::int64_t(list.size()));
     state.SetItemsProcessed(state.iterations() * list.size());
 }
 
@@ -194,7 +214,7 @@ void BM_Pcre2Alternation(benchmark::State& state)
         return;
     }
     pcre2_match_data* data = pcre2_match_data_create_from_pattern(ref.code, nullptr);
-    const double cpuStart = threadCpuSeconds();
+    const Meter meter;
     for (auto _ : state) {
         int hits = 0;
         for (const std::string& name : list) {
@@ -206,7 +226,7 @@ void BM_Pcre2Alternation(benchmark::State& state)
             state.SkipWithError("the reference disagrees with the matcher");
     }
     pcre2_match_data_free(data);
-    setCpuPerName(state, threadCpuSeconds() - cpuStart, state.iterations() * std::int64_t(list.size()));
+    meter.report(state, state.iterations() * std::int64_t(list.size()));
     state.SetItemsProcessed(state.iterations() * std::int64_t(list.size()));
 }
 
@@ -223,7 +243,7 @@ void BM_QRegularExpressionPerPattern(benchmark::State& state)
         }
         return out;
     }();
-    const double cpuStart = threadCpuSeconds();
+    const Meter meter;
     for (auto _ : state) {
         int hits = 0;
         for (const QString& name : list) {
@@ -236,7 +256,7 @@ void BM_QRegularExpressionPerPattern(benchmark::State& state)
         }
         benchmark::DoNotOptimize(hits);
     }
-    setCpuPerName(state, threadCpuSeconds() - cpuStart, state.iterations() * std::int64_t(list.size()));
+    meter.report(state, state.iterations() * std::int64_t(list.size()));
     state.SetItemsProcessed(state.iterations() * list.size());
 }
 
@@ -252,9 +272,11 @@ public:
     {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration)
+            // Single runs, or the median of repeated ones.
+            if (run.error_occurred
+                || (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median"))
                 continue;
-            const auto it = run.counters.find("items_per_second");
+            const auto it = run.counters.find("names_per_s");
             if (it != run.counters.end())
                 _rates[run.run_name.function_name][run.threads] = it->second.value;
             const auto cpu = run.counters.find("cpu_ns_per_name");
