@@ -6,6 +6,12 @@ if(SYNCCORE_SANITIZE)
     add_link_options(-fsanitize=${SYNCCORE_SANITIZE})
 endif()
 
+# In the fuzz build the library itself carries coverage instrumentation, so
+# that libFuzzer's feedback reaches into the code a target exercises.
+if(SYNCCORE_BUILD_FUZZERS)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # Warnings are errors on our own code only; third-party headers come in as
 # system includes and stay out of it.
 function(synccore_warnings target)

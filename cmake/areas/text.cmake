@@ -27,9 +27,3 @@ if(TARGET generalutilvaluestest AND TARGET synccore)
     # The test runs the tool's duration and size commands.
     add_dependencies(generalutilvaluestest synccore)
 endif()
-if(SYNCCORE_BUILD_FUZZERS)
-    # Coverage feedback for fuzz_text reaches into the code it exercises.
-    set_source_files_properties(
-        CloudUtil/StringUtil.cpp CloudUtil/GeneralUtil_paths.cpp CloudUtil/GeneralUtil_values.cpp
-        PROPERTIES COMPILE_OPTIONS -fsanitize=fuzzer-no-link)
-endif()
