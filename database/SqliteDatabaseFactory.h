@@ -1,0 +1,98 @@
+#pragma once
+
+#include "interfaces/SyncNamespace.h"
+#include "interfaces/IDatabaseFactory.h"
+#include "kvsynccore_export.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace sync {
+namespace core {
+
+class SqliteConnectionRegistry;
+
+/**
+ * @brief The library's database: one SQLite file reached through Qt Sql.
+ *
+ * Qt lets a connection be used only on the thread that opened it, so every
+ * thread that calls GetDatabase() or CreateQuery() gets a connection of its own
+ * to the same file, opened on its first call and closed when that thread ends
+ * or when the factory is destroyed, whichever comes first. Every connection
+ * runs in WAL journal mode with synchronous=NORMAL and waits up to 10 s for a
+ * lock held by another connection, so a reader on one thread and a writer on
+ * another do not fail each other. transaction() starts an immediate (write)
+ * transaction for the same reason: two writers queue up instead of deadlocking.
+ *
+ * Timestamps: a QDateTime bound to a query is stored as ISO 8601 UTC text with
+ * milliseconds, "2026-11-23T07:35:22.123Z", whatever its time spec (local and
+ * offset times are converted to the same instant first; an invalid one is
+ * stored as NULL). Reading the column gives that text back, and
+ * QVariant::toDateTime() turns it into the same instant as a UTC QDateTime, to
+ * the millisecond. The text sorts in time order.
+ *
+ * Prepared statements are cached per connection by their text, so a query
+ * wrapper made for every row does not compile the same statement every time;
+ * a statement fetched from the cache starts with every placeholder unbound
+ * (NULL), as a freshly prepared one would.
+ *
+ * Destroy the factory only after the other threads stopped using it; query and
+ * database wrappers already handed out keep their own connection alive.
+ */
+class KVSYNCCORE_EXPORT SqliteDatabaseFactory : public sync::interf::factory::IDatabaseFactory
+{
+public:
+    /**
+     * @brief Opens (creating when missing) the database file @p filePath.
+     *
+     * Checks the file on the calling thread at once: a folder, a missing parent
+     * folder, a file that cannot be read or written, or a file that is not an
+     * SQLite database gives an empty pointer, a log line and, in
+     * @p errorMessage when given, one line that names the path and the reason.
+     * An empty path or ":memory:" is refused: the data must survive the process.
+     */
+    static std::shared_ptr<SqliteDatabaseFactory> Open(const QString& filePath,
+                                                       QString* errorMessage = nullptr);
+
+    ~SqliteDatabaseFactory() override;
+
+    SqliteDatabaseFactory(const SqliteDatabaseFactory&) = delete;
+    SqliteDatabaseFactory& operator=(const SqliteDatabaseFactory&) = delete;
+
+    /**
+     * @brief Creates the `ActionLog` table when it does not exist yet.
+     *
+     * Columns: id INTEGER PRIMARY KEY AUTOINCREMENT, actionType INTEGER,
+     * relatedItemName TEXT, relatedItemInfo TEXT, timestamp TEXT (see the class
+     * comment), details TEXT. Runs on the calling thread's connection; false on
+     * failure, with the reason in LastError(). Calling it again is harmless.
+     */
+    bool CreateActionLogTable();
+
+    /// The absolute path of the database file.
+    QString FilePath() const;
+
+    /**
+     * @brief Text of the last failure on the calling thread's connection.
+     *
+     * Set by a failed prepare, exec, transaction, commit or rollback, or by a
+     * failure to open the connection; empty when this thread had none. Kept
+     * until the next failure on this thread.
+     */
+    QString LastError() const;
+
+    /// The calling thread's database handle (immediate transactions, commit, rollback).
+    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override;
+    /// A new query on the calling thread's connection. Never empty: when the
+    /// connection cannot be opened every operation of the query fails.
+    std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override;
+
+private:
+    explicit SqliteDatabaseFactory(std::shared_ptr<SqliteConnectionRegistry> registry);
+
+    std::shared_ptr<SqliteConnectionRegistry> _registry;
+};
+
+} // namespace core
+} // namespace sync

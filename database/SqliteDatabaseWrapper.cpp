@@ -1,0 +1,31 @@
+#include "database/SqliteDatabaseWrapper_p.h"
+
+#include "database/SqliteConnection_p.h"
+
+namespace sync {
+namespace core {
+
+SqliteDatabaseWrapper::SqliteDatabaseWrapper(std::shared_ptr<SqliteConnection> connection)
+    : _connection(std::move(connection))
+{
+}
+
+SqliteDatabaseWrapper::~SqliteDatabaseWrapper() = default;
+
+bool SqliteDatabaseWrapper::transaction()
+{
+    return _connection->Execute(QStringLiteral("BEGIN IMMEDIATE"));
+}
+
+bool SqliteDatabaseWrapper::commit()
+{
+    return _connection->Execute(QStringLiteral("COMMIT"));
+}
+
+bool SqliteDatabaseWrapper::rollback()
+{
+    return _connection->Execute(QStringLiteral("ROLLBACK"));
+}
+
+} // namespace core
+} // namespace sync
