@@ -246,7 +246,7 @@ int ActionLog::_AddActionToDb(const ActionLogEntry& entry)
 {
     SyncAction action;
     {
-        std::shared_ptr<interf::IQSqlQueryWrapper> query = _databaseFactory->CreateQuery();
+        std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
         if (!query)
             return -1;
         query->prepare(INSERT_ACTION);
@@ -270,9 +270,14 @@ int ActionLog::_AddActionToDb(const ActionLogEntry& entry)
 
 // --- transactions -------------------------------------------------------------------
 
+std::shared_ptr<interf::IQSqlQueryWrapper> ActionLog::_CreateQuery()
+{
+    return _databaseFactory ? _databaseFactory->CreateQuery() : nullptr;
+}
+
 bool ActionLog::transaction()
 {
-    _database = _databaseFactory->GetDatabase();
+    _database = _databaseFactory ? _databaseFactory->GetDatabase() : nullptr;
     return _database && _database->transaction();
 }
 
@@ -309,7 +314,7 @@ bool ActionLog::_EndTransaction(bool commitIt)
 QVector<SyncAction> ActionLog::GetAllActions()
 {
     Flush();
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _databaseFactory->CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
     if (!query)
         return {};
     query->prepare(SELECT_ALL_ACTIONS);
@@ -321,7 +326,7 @@ QVector<SyncAction> ActionLog::GetAllActions()
 SyncAction ActionLog::GetAction(int id)
 {
     SyncAction action;
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _databaseFactory->CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
     if (!query)
         return action;
     query->prepare(SELECT_ACTION);
@@ -335,7 +340,7 @@ SyncAction ActionLog::GetAction(int id)
 
 bool ActionLog::RemoveAction(int id)
 {
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _databaseFactory->CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
     if (!query)
         return false;
     query->prepare(DELETE_ACTION);
@@ -346,7 +351,7 @@ bool ActionLog::RemoveAction(int id)
 bool ActionLog::__TEST_ONLY_ClearAllActionsFromLog()
 {
     Flush();
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _databaseFactory->CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
     if (!query)
         return false;
     query->prepare(DELETE_ALL_ACTIONS);
@@ -358,7 +363,7 @@ bool ActionLog::ManageLogSize()
     Flush();
     qint64 maxId = 0;
     {
-        std::shared_ptr<interf::IQSqlQueryWrapper> query = _databaseFactory->CreateQuery();
+        std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
         if (!query)
             return false;
         query->prepare(SELECT_MAX_ID);
@@ -372,7 +377,7 @@ bool ActionLog::ManageLogSize()
 
     QString statement = DELETE_UP_TO_ID;
     statement.replace(QLatin1String("%0"), QString::number(maxId - MaxRows));
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _databaseFactory->CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
     if (!query)
         return false;
     query->prepare(statement);
@@ -433,7 +438,8 @@ QString ActionLog::ResolveSyncActionDetails(const QString& detailsXml,
         return QString();
 
     QDomDocument document;
-    document.setContent(detailsXml); // a document that does not parse reads as empty
+    if (!document.setContent(detailsXml))
+        document = QDomDocument(); // a document that does not parse reads as empty, not half-read
 
     // Arguments are ordered by their position attribute; for each position in
     // 0..N-1 the first element carrying it counts, and a missing position closes

@@ -52,6 +52,8 @@ public:
     /// Interval of the batch timer, in milliseconds.
     static constexpr int FlushIntervalMsec = 2000;
 
+    /// Keeps @p databaseFactory for its life. Without one (an empty pointer) every
+    /// database operation fails as a failed statement would.
     explicit ActionLog(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
     /// Stops the timer and writes whatever is still queued, on the destroying thread.
     ~ActionLog() override;
@@ -166,6 +168,7 @@ protected:
     void timerEvent(QTimerEvent* event) override;
 
 private:
+    std::shared_ptr<interf::IQSqlQueryWrapper> _CreateQuery();
     void _RequestTimer();
     void _FlushEventsToDb();
     int _AddActionToDb(const ActionLogEntry& entry);

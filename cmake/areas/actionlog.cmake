@@ -9,3 +9,11 @@ target_sources(KvSyncInterfaces PRIVATE
 target_sources(KvSyncCore PRIVATE
     Sync/SyncCore/ActionLog.h
     Sync/SyncCore/ActionLog.cpp)
+
+synccore_add_test(actionlogtest SOURCES tests/actionlogtest.cpp tests/ActionLogTestSupport.h)
+synccore_add_test(actionlogconcurrenttest SOURCES tests/actionlogconcurrenttest.cpp tests/ActionLogTestSupport.h
+    CONCURRENT TIMEOUT 900)
+synccore_add_test_helper(actionlogflushhelper SOURCES tests/actionlogflushhelper.cpp)
+if(TARGET actionlogconcurrenttest)
+    add_dependencies(actionlogconcurrenttest actionlogflushhelper)
+endif()
