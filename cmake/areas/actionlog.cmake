@@ -17,3 +17,16 @@ synccore_add_test_helper(actionlogflushhelper SOURCES tests/actionlogflushhelper
 if(TARGET actionlogconcurrenttest)
     add_dependencies(actionlogconcurrenttest actionlogflushhelper)
 endif()
+
+synccore_add_tool_sources(tools/synccore/CommandsActionLog.cpp)
+synccore_add_test(actionlogtooltest SOURCES tests/actionlogtooltest.cpp)
+if(TARGET actionlogtooltest AND TARGET synccore)
+    add_dependencies(actionlogtooltest synccore)
+endif()
+
+synccore_add_fuzz(fuzz_actiondetails SOURCES fuzz/actiondetails.cpp)
+
+if(SYNCCORE_BUILD_BENCHMARKS)
+    pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
+    synccore_add_bench(bench_actionlog SOURCES bench/actionlog.cpp LIBS PkgConfig::SQLITE3)
+endif()
