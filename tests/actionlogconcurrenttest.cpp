@@ -18,6 +18,9 @@
 
 #include <gtest/gtest.h>
 
+#include <log4cplus/consoleappender.h>
+#include <log4cplus/logger.h>
+
 #include <algorithm>
 #include <atomic>
 #include <iterator>
@@ -168,6 +171,11 @@ TEST(ActionLogThreadsTest, NoActionIsLostOrWrittenTwice)
         perWriter = 10000;
     const int total = writerCount * perWriter;
 
+    // Database failures are only logged: show them beside a failed expectation.
+    log4cplus::Logger root = log4cplus::Logger::getRoot();
+    if (root.getAllAppenders().empty())
+        root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::ConsoleAppender(true)));
+
     testutil::TempDir dir;
     const QString path = dir.filePath(QStringLiteral("noloss.sqlite"));
     auto factory = openDatabase(path);
@@ -197,17 +205,17 @@ TEST(ActionLogThreadsTest, NoActionIsLostOrWrittenTwice)
     }
     std::atomic<int> reads(0);
     std::atomic<bool> readsInOrder(true);
-    std::atomic<bool> trimsSucceeded(true);
+    std::atomic<int> failedTrims(0);
     std::thread reader([&] {
-        while (writersLeft.load() > 0) {
+        do {
             const QVector<SyncAction> rows = log->GetAllActions();
             for (int i = 1; i < rows.size(); ++i)
                 if (rows[i].id <= rows[i - 1].id)
                     readsInOrder = false;
             if (!log->ManageLogSize())
-                trimsSucceeded = false;
+                ++failedTrims;
             ++reads;
-        }
+        } while (writersLeft.load() > 0);
     });
 
     // The log's own thread runs its timer meanwhile.
@@ -220,7 +228,7 @@ TEST(ActionLogThreadsTest, NoActionIsLostOrWrittenTwice)
 
     EXPECT_GT(reads.load(), 0);
     EXPECT_TRUE(readsInOrder.load());
-    EXPECT_TRUE(trimsSucceeded.load());
+    EXPECT_EQ(failedTrims.load(), 0);
     EXPECT_EQ(duplicates, 0);
     EXPECT_EQ(announced.size(), total);
 

@@ -136,20 +136,19 @@ TEST(SyncActionTest, DefaultAndCopiesCarryTheSixFieldsButNoIdentity)
     original.setParent(nullptr);
 }
 
-TEST(ActionLogEntryTest, StampedInUtcAtTheMomentOfQueueing)
+TEST(ActionLogMetaObjectTest, NamesSignalsAndSlotsAsPublished)
 {
-    const qint64 before = QDateTime::currentMSecsSinceEpoch();
-    const ActionLogEntry entry(action::FileDownloaded, QStringLiteral("info"), QStringLiteral("name"),
-                               SyncDetails(QStringLiteral("d")));
-    const qint64 after = QDateTime::currentMSecsSinceEpoch();
-    EXPECT_EQ(entry.timestamp.timeSpec(), Qt::UTC);
-    EXPECT_GE(entry.timestamp.toMSecsSinceEpoch(), before);
-    EXPECT_LE(entry.timestamp.toMSecsSinceEpoch(), after);
-    EXPECT_EQ(entry.relatedItemInfo, QStringLiteral("info"));
-    EXPECT_EQ(entry.relatedItemName, QStringLiteral("name"));
-    const ActionLogEntry copy(entry);
-    EXPECT_EQ(copy.timestamp, entry.timestamp);
-    EXPECT_EQ(copy.details.details, QStringLiteral("d"));
+    ActionLog log(nullptr);
+    const QMetaObject* meta = log.metaObject();
+    EXPECT_STREQ(meta->className(), "sync::core::ActionLog");
+    EXPECT_STREQ(meta->superClass()->className(), "sync::interf::IActionLog");
+    for (const char* signal : {"ActionAdded(sync::core::SyncAction)", "RequestStartTimer(int)",
+                               "RequestKillTimer(int)", "Committed()"}) {
+        EXPECT_GE(meta->indexOfSignal(signal), 0) << signal;
+    }
+    for (const char* slot : {"StartTimerSlot(int)", "KillTimerSlot(int)"})
+        EXPECT_GE(meta->indexOfSlot(slot), 0) << slot;
+    EXPECT_TRUE(QMetaType::fromName("sync::core::SyncAction").isValid());
 }
 
 // --- the AddAction family -----------------------------------------------------------
@@ -343,24 +342,6 @@ TEST_F(ActionLogTest, TransactionControl)
     EXPECT_EQ(committed.count(), 1);
 }
 
-TEST_F(ActionLogTest, ImmediateWriteReturnsTheIdAndAnnouncesIt)
-{
-    ActionLog log(factory);
-    QSignalSpy added(&log, &IActionLog::ActionAdded);
-    const int first = log.__TEST_ONLY_AddActionCommitImmediate(action::FileDownloaded, QStringLiteral("info"),
-                                                               QStringLiteral("name"), SyncDetails(kDoc));
-    const int second = log.__TEST_ONLY_AddActionCommitImmediate(action::FileDownloaded, {}, {}, {});
-    EXPECT_GT(first, 0);
-    EXPECT_GT(second, first);
-    ASSERT_EQ(added.count(), 2);
-    const SyncAction a = added.at(0).at(0).value<SyncAction>();
-    EXPECT_EQ(a.id, first);
-    EXPECT_EQ(a.relatedItemInfo, QStringLiteral("info"));
-    EXPECT_EQ(a.relatedItemName, QStringLiteral("name"));
-    EXPECT_EQ(a.details, kDoc);
-    EXPECT_EQ(log.GetAction(first).details, kDoc);
-}
-
 TEST_F(ActionLogTest, RemoveAndClear)
 {
     ActionLog log(factory);
@@ -467,18 +448,6 @@ TEST_F(ActionLogTest, KillTimerSlotStopsTheRunningTimerForAnyNonZeroId)
 
     log.StartTimerSlot(60000);
     EXPECT_EQ(timersOf(&log).size(), 1);
-}
-
-TEST_F(ActionLogTest, TheTimerFlushesThroughTheEventLoop)
-{
-    RecordingActionLog log(factory);
-    QSignalSpy committed(&log, &ActionLog::Committed);
-    log.AddAction(action::FileUploaded, QStringLiteral("late"));
-    ASSERT_TRUE(committed.wait(20000));
-    EXPECT_EQ(log.transactions, 1);
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(timersOf(&log).isEmpty());
-    EXPECT_EQ(Inspector(path).ids().size(), 1);
 }
 
 // --- a failing insert (injected) ---------------------------------------------------------
@@ -827,19 +796,3 @@ INSTANTIATE_TEST_SUITE_P(
         return "Code" + std::to_string(info.param.code < 0 ? 0 : info.param.code)
                + (info.param.code < 0 ? "Negative" : "");
     });
-
-TEST_F(ActionLogTest, HttpErrorIsQueuedLikeAnyAction)
-{
-    ActionLog log(factory);
-    EXPECT_EQ(log.AddHttpError(action::UploadFailed, 404, QStringLiteral("info"), QStringLiteral("name"),
-                               QStringLiteral("folder/a.txt")),
-              0);
-    EXPECT_TRUE(Inspector(path).ids().isEmpty());
-    const QVector<SyncAction> rows = log.GetAllActions();
-    ASSERT_EQ(rows.size(), 1);
-    EXPECT_EQ(rows[0].actionType, int(action::UploadFailed));
-    EXPECT_EQ(rows[0].relatedItemInfo, QStringLiteral("info"));
-    EXPECT_EQ(rows[0].relatedItemName, QStringLiteral("name"));
-    const QMap<DetailsType, QString> templates = {{actionDetails::HttpNotFound, QStringLiteral("%1 was not found")}};
-    EXPECT_EQ(log.ResolveSyncActionDetails(rows[0].details, templates), QStringLiteral("folder/a.txt was not found"));
-}

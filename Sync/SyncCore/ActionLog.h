@@ -136,7 +136,13 @@ public:
     /// Flushes, then deletes every row.
     bool __TEST_ONLY_ClearAllActionsFromLog() override;
 
-    /// Begins a transaction on the calling thread's connection and keeps its handle.
+    /**
+     * Begins a transaction on the calling thread's connection and keeps its
+     * handle for commit() or rollback(). One transaction at a time: the handle is
+     * a single member, so transaction() and its commit() or rollback() belong on
+     * one thread while no other thread does the same (flushes take care of that
+     * among themselves).
+     */
     bool transaction() override;
     /// Asks for the timer to stop, commits the held transaction and emits Committed()
     /// (even when the commit failed); false when no transaction is held.
