@@ -17,7 +17,9 @@ ActionLogEntry::ActionLogEntry(action::ActionType actionType, const QString& rel
     , relatedItemInfo(relatedItemInfo)
     , relatedItemName(relatedItemName)
     , details(details)
-    , timestamp(QDateTime::currentDateTime().toUTC())
+    // The current instant, in UTC. Read straight as UTC: going through local
+    // time gives the same instant but costs a time-zone lookup per action.
+    , timestamp(QDateTime::currentDateTimeUtc())
 {
 }
 
