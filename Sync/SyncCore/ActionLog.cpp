@@ -62,7 +62,17 @@ bool hasArgMarker(const QString& text)
 QDateTime utcToLocal(QDateTime stamp)
 {
     stamp.setTimeSpec(Qt::UTC);
-    return stamp.toLocalTime();
+    // Every conversion to local time makes Qt call tzset(), which re-reads the
+    // zone file's status: that dominated a flush. Actions queued in a burst share
+    // their instant, so the last result is kept per thread and reused for the
+    // same instant.
+    thread_local QDateTime lastUtc;
+    thread_local QDateTime lastLocal;
+    if (!stamp.isValid() || stamp != lastUtc) {
+        lastLocal = stamp.toLocalTime();
+        lastUtc = stamp;
+    }
+    return lastLocal;
 }
 
 } // namespace
