@@ -1,8 +1,8 @@
 // Fuzzes ActionLog::ResolveSyncActionDetails with arbitrary documents and
 // templates, and checks the build/resolve round trip on the way.
 //
-// Input: UTF-8 text split at '\x1f'. Part 0 is the details document; every
-// further part is a template, keyed by a leading "<number>:" when it has one
+// Input: UTF-8 text split at '\x1f'. Field 0 is the details document; every
+// further field is a template, keyed by a leading "<number>:" when it has one
 // (so negative and large types occur) and otherwise by its index.
 
 #include "Sync/SyncCore/ActionLog.h"

@@ -39,8 +39,9 @@ namespace core {
  * failed insert drops its row, a failed read returns an empty result.
  *
  * Thread safety: AddAction, AddHttpError, Flush, the queries and the detail
- * operations may be called from any thread. Signals are emitted on the thread
- * that writes.
+ * operations may be called from any thread. Flushes never overlap: one asked
+ * for on another thread waits until the running one has committed (additions
+ * never wait for the database). Signals are emitted on the thread that writes.
  */
 class KVSYNCCORE_EXPORT ActionLog : public interf::IActionLog
 {
