@@ -1,11 +1,15 @@
 #include "database/SqliteConnection_p.h"
 
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QThread>
 #include <QVariant>
 
 #include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
+
+#include <sqlite3.h>
 
 #include <atomic>
 #include <vector>
@@ -39,16 +43,13 @@ void logError(const QString& text, int line, const char* function)
 }
 
 // SQLite's own message when there is one ("database is locked", "no such
-// table: X"); Qt's generic driver text otherwise. Always one line.
+// table: X"); Qt's generic driver text otherwise.
 QString errorText(const QSqlError& error)
 {
-    QString text = error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
-    if (text.isEmpty())
-        text = QStringLiteral("unknown database error");
-    return text.simplified();
+    return error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
 }
 
-std::atomic<quint64> nextRegistrySerial{1};
+std::atomic<quint64> nextRegistrySerial { 1 };
 
 // Closes this thread's connections of every registry still alive when the
 // thread ends. A thread_local destructor runs on the ending thread for
@@ -99,17 +100,25 @@ SqliteConnection::SqliteConnection(const QString& filePath, const QString& conne
 
 SqliteConnection::~SqliteConnection()
 {
-    // Every query must be gone before the connection, and our own copy of the
-    // handle before removeDatabase(), or Qt warns that it is still in use.
-    _statements.clear();
-    _database.close();
+    _Close();
+    // Our own copy of the handle must go before removeDatabase(), or Qt warns
+    // that the connection is still in use.
     _database = QSqlDatabase();
     QSqlDatabase::removeDatabase(_connectionName);
 }
 
+void SqliteConnection::_Close()
+{
+    // Every statement is finalized first: SQLite refuses to close a handle
+    // with live statements.
+    _statements.clear();
+    _handle = nullptr;
+    _database.close();
+}
+
 bool SqliteConnection::EnsureOpen()
 {
-    if (_database.isOpen())
+    if (_handle)
         return true;
     if (!_database.isValid()) {
         SetError(QStringLiteral("the Qt SQLite driver (QSQLITE) is not available"));
@@ -117,12 +126,19 @@ bool SqliteConnection::EnsureOpen()
     }
     if (!_database.open()) {
         SetError(_database.lastError());
-        _database.close();
+        _Close();
+        return false;
+    }
+    const QVariant handle = _database.driver()->handle();
+    if (handle.isValid() && qstrcmp(handle.typeName(), "sqlite3*") == 0)
+        _handle = *static_cast<sqlite3* const*>(handle.constData());
+    if (!_handle) {
+        SetError(QStringLiteral("the Qt SQLite driver gave no SQLite handle"));
+        _Close();
         return false;
     }
     if (!_Configure()) {
-        _statements.clear();
-        _database.close();
+        _Close();
         return false;
     }
     return true;
@@ -165,49 +181,79 @@ bool SqliteConnection::CheckWritable()
     return Execute(QStringLiteral("ROLLBACK"));
 }
 
-std::unique_ptr<QSqlQuery> SqliteConnection::TakeStatement(const QString& text)
+std::size_t SqliteConnection::TextHash::operator()(const QString& text) const noexcept
+{
+    constexpr qsizetype sample = 24;
+    const QStringView view(text);
+    if (view.size() <= 2 * sample)
+        return qHash(view);
+    return qHash(view.first(sample), qHash(view.last(sample), std::size_t(view.size())));
+}
+
+std::unique_ptr<SqliteStatement> SqliteConnection::TakeStatement(const QString& text)
 {
     auto it = _statements.find(text);
-    if (it != _statements.end()) {
-        CachedStatement cached = std::move(it->second);
-        _statements.erase(it);
-        for (const QString& name : std::as_const(cached.boundNames))
-            cached.query->bindValue(name, QVariant());
-        return std::move(cached.query);
+    if (it != _statements.end() && it->second) {
+        std::unique_ptr<SqliteStatement> cached = std::move(it->second);
+        cached->ClearBindings();
+        return cached;
     }
     if (!EnsureOpen())
         return nullptr;
+
+    sqlite3_stmt* statement = nullptr;
+    const int result = sqlite3_prepare16_v2(
+        _handle, text.utf16(), int(text.size() * sizeof(char16_t)), &statement, nullptr);
+    if (result != SQLITE_OK) {
+        SetError(QString::fromUtf8(sqlite3_errmsg(_handle)));
+        sqlite3_finalize(statement);
+        return nullptr;
+    }
+    if (!statement) {
+        SetError(QStringLiteral("no SQL statement in \"%1\"").arg(text));
+        return nullptr;
+    }
+    if (sqlite3_column_count(statement) == 0)
+        return std::make_unique<SqliteStatement>(text, _handle, statement);
+
+    // Rows are read through Qt; the statement is known to compile.
+    sqlite3_finalize(statement);
     auto query = std::make_unique<QSqlQuery>(_database);
     if (!query->prepare(text)) {
         SetError(query->lastError());
         return nullptr;
     }
-    return query;
+    return std::make_unique<SqliteStatement>(text, std::move(query));
 }
 
-void SqliteConnection::ReturnStatement(const QString& text, std::unique_ptr<QSqlQuery> query,
-                                       QStringList boundNames)
+void SqliteConnection::ReturnStatement(std::unique_ptr<SqliteStatement> statement)
 {
-    if (!query || !_database.isOpen())
+    if (!statement || !_handle)
         return;
-    // A finished statement holds no read snapshot and no lock.
-    query->finish();
-    if (_statements.size() >= kMaxCachedStatements && _statements.find(text) == _statements.end())
-        _statements.clear();
+    statement->Finish();
+    auto it = _statements.find(statement->Text());
+    if (it == _statements.end()) {
+        if (_statements.size() >= kMaxCachedStatements)
+            _statements.clear();
+        const QString text = statement->Text();
+        _statements.emplace(text, std::move(statement));
+        return;
+    }
     // When two queries of the same text were alive at once, the second one
     // back replaces the first: either is as good.
-    _statements[text] = CachedStatement{std::move(query), std::move(boundNames)};
+    it->second = std::move(statement);
 }
 
 bool SqliteConnection::Execute(const QString& text)
 {
-    std::unique_ptr<QSqlQuery> query = TakeStatement(text);
-    if (!query)
+    std::unique_ptr<SqliteStatement> statement = TakeStatement(text);
+    if (!statement)
         return false;
-    const bool ok = query->exec();
+    QString error;
+    const bool ok = statement->Exec(&error);
     if (!ok)
-        SetError(query->lastError());
-    ReturnStatement(text, std::move(query), {});
+        SetError(error);
+    ReturnStatement(std::move(statement));
     return ok;
 }
 
@@ -223,9 +269,11 @@ void SqliteConnection::SetError(const QSqlError& error)
 
 void SqliteConnection::SetError(const QString& message)
 {
-    _lastError = message;
-    logError(QStringLiteral("Database %0: %1").arg(_filePath, message), __LINE__,
-             __PRETTY_FUNCTION__);
+    _lastError = message.simplified();
+    if (_lastError.isEmpty())
+        _lastError = QStringLiteral("unknown database error");
+    logError(QStringLiteral("Database %0: %1").arg(_filePath, _lastError), __LINE__,
+        __PRETTY_FUNCTION__);
 }
 
 // --- SqliteConnectionRegistry -------------------------------------------------------
@@ -233,8 +281,7 @@ void SqliteConnection::SetError(const QString& message)
 SqliteConnectionRegistry::SqliteConnectionRegistry(const QString& filePath)
     : _filePath(filePath)
     , _serial(nextRegistrySerial.fetch_add(1))
-{
-}
+{ }
 
 SqliteConnectionRegistry::~SqliteConnectionRegistry()
 {
@@ -249,15 +296,27 @@ std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::ForCurrentThread()
         std::lock_guard<std::mutex> lock(_mutex);
         auto it = _connections.find(self);
         if (it != _connections.end()) {
-            connection = it->second;
+            connection = it->second.connection;
         } else {
             // The Qt connection must be made on the thread that uses it.
-            const QString name = QStringLiteral("synccore-sqlite-%1-%2")
-                                     .arg(_serial)
-                                     .arg(++_nextConnection);
-            connection = std::make_shared<SqliteConnection>(_filePath, name);
-            _connections.emplace(self, connection);
+            const QString name
+                = QStringLiteral("synccore-sqlite-%1-%2").arg(_serial).arg(++_nextConnection);
+            ThreadEntry entry;
+            entry.connection = connection = std::make_shared<SqliteConnection>(_filePath, name);
             threadExitHook.Watch(shared_from_this());
+            // A QThread's waiters wake before its thread_local objects go:
+            // close at finished() already, so that a caller who waited for the
+            // thread finds its connection gone.
+            std::weak_ptr<SqliteConnectionRegistry> weak = shared_from_this();
+            QThread* thread = QThread::currentThread();
+            entry.finished = QObject::connect(
+                thread, &QThread::finished, thread,
+                [weak] {
+                    if (auto registry = weak.lock())
+                        registry->ReleaseThread(std::this_thread::get_id());
+                },
+                Qt::DirectConnection);
+            _connections.emplace(self, std::move(entry));
         }
     }
     // Opening runs unlocked: it may wait for another thread's lock on the file.
@@ -269,12 +328,19 @@ std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::FindForCurrentThread
 {
     std::lock_guard<std::mutex> lock(_mutex);
     auto it = _connections.find(std::this_thread::get_id());
-    return it == _connections.end() ? nullptr : it->second;
+    return it == _connections.end() ? nullptr : it->second.connection;
+}
+
+void SqliteConnectionRegistry::_Drop(ThreadEntry& entry)
+{
+    QObject::disconnect(entry.finished);
+    // The connection closes here unless a wrapper still holds it.
+    entry.connection.reset();
 }
 
 void SqliteConnectionRegistry::ReleaseThread(std::thread::id id)
 {
-    std::shared_ptr<SqliteConnection> released;
+    ThreadEntry released;
     {
         std::lock_guard<std::mutex> lock(_mutex);
         auto it = _connections.find(id);
@@ -283,16 +349,18 @@ void SqliteConnectionRegistry::ReleaseThread(std::thread::id id)
         released = std::move(it->second);
         _connections.erase(it);
     }
-    // Closed here, outside the lock, unless a wrapper still holds it.
+    _Drop(released);
 }
 
 void SqliteConnectionRegistry::ReleaseAll()
 {
-    std::unordered_map<std::thread::id, std::shared_ptr<SqliteConnection>> released;
+    std::unordered_map<std::thread::id, ThreadEntry> released;
     {
         std::lock_guard<std::mutex> lock(_mutex);
         released.swap(_connections);
     }
+    for (auto& entry : released)
+        _Drop(entry.second);
 }
 
 } // namespace core

@@ -1,24 +1,88 @@
 #pragma once
 
-// One thread's connection to the database file, its statement cache, and the
-// per-factory registry that hands each thread its own connection.
+// One thread's connection to the database file, its cache of prepared
+// statements, and the per-factory registry that hands each thread its own
+// connection.
 
 #include "interfaces/SyncNamespace.h"
 
+#include <QObject>
 #include <QSqlDatabase>
 #include <QString>
+#include <QStringConverter>
 #include <QStringList>
+#include <QVariant>
 
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 class QSqlError;
 class QSqlQuery;
+struct sqlite3;
+struct sqlite3_stmt;
 
 namespace sync {
 namespace core {
+
+/**
+ * One prepared statement of a connection.
+ *
+ * A statement without result columns (INSERT, UPDATE, DELETE, BEGIN, COMMIT,
+ * most PRAGMAs) runs directly on SQLite's handle: binding through Qt costs more
+ * than the insert itself when a batch writes thousands of rows. A statement
+ * that returns rows runs through QSqlQuery, which also gives rows their Qt
+ * types and lets first() go back to the first row.
+ */
+class SqliteStatement
+{
+public:
+    /// A statement without result columns, run on SQLite directly; takes @p statement.
+    SqliteStatement(const QString& text, sqlite3* database, sqlite3_stmt* statement);
+    /// A statement that returns rows, run through @p query.
+    SqliteStatement(const QString& text, std::unique_ptr<QSqlQuery> query);
+    ~SqliteStatement();
+
+    SqliteStatement(const SqliteStatement&) = delete;
+    SqliteStatement& operator=(const SqliteStatement&) = delete;
+
+    const QString& Text() const { return _text; }
+    /// The query of a statement that returns rows; null otherwise.
+    QSqlQuery* Query() const { return _query.get(); }
+
+    void Bind(const QString& placeholder, const QVariant& value);
+    /// Runs the statement; false with @p error set on failure.
+    bool Exec(QString* error);
+    QVariant LastInsertId() const;
+    /// Leaves every placeholder NULL, as a freshly prepared statement has it.
+    void ClearBindings();
+    /// Ends the current run: no rows, no read snapshot, no lock held.
+    void Finish();
+
+private:
+    int _ParameterIndex(const QString& placeholder);
+    int _BindDirect(int index, const QVariant& value);
+    int _BindText(int index, QStringView text);
+    int _BindLatin1(int index, const char* text, int length);
+
+    QString _text;
+    sqlite3* _database = nullptr;
+    sqlite3_stmt* _statement = nullptr;
+    std::unique_ptr<QSqlQuery> _query;
+    // Direct statements: placeholder name to SQLite parameter number, as met.
+    std::vector<std::pair<QString, int>> _parameters;
+    // Direct statements: UTF-8 of each bound text, kept until it is bound again
+    // (SQLite reads it in place, without copying or converting it).
+    std::vector<std::string> _textBuffers;
+    QStringEncoder _utf8 { QStringEncoder::Utf8, QStringConverter::Flag::Stateless };
+    // Queries: the placeholders bound since the last ClearBindings().
+    QStringList _boundNames;
+    QVariant _lastInsertId;
+};
 
 /**
  * A QSqlDatabase connection owned by one thread. Every member except the
@@ -42,14 +106,13 @@ public:
 
     /**
      * The prepared statement for @p text: a cached one with every placeholder
-     * reset to NULL, or a newly prepared one. Null on failure (LastError() set).
-     * Hand it back with ReturnStatement() when done.
+     * NULL, or a newly prepared one. Null on failure (LastError() set). Hand
+     * it back with ReturnStatement() when done.
      */
-    std::unique_ptr<QSqlQuery> TakeStatement(const QString& text);
-    /// Keeps @p query for the next user of @p text; @p boundNames are the placeholders it bound.
-    void ReturnStatement(const QString& text, std::unique_ptr<QSqlQuery> query,
-                         QStringList boundNames);
-    /// Runs a statement without parameters or rows (BEGIN, COMMIT, PRAGMA with no result).
+    std::unique_ptr<SqliteStatement> TakeStatement(const QString& text);
+    /// Keeps @p statement for the next user of its text.
+    void ReturnStatement(std::unique_ptr<SqliteStatement> statement);
+    /// Runs a statement whose rows, if any, are not needed (BEGIN, COMMIT, CREATE).
     bool Execute(const QString& text);
 
     QString LastError() const;
@@ -58,19 +121,22 @@ public:
     void SetError(const QSqlError& error);
 
 private:
-    struct CachedStatement
-    {
-        std::unique_ptr<QSqlQuery> query;
-        QStringList boundNames;
-    };
-
     bool _Configure();
     QString _PragmaValue(const QString& pragma);
+    void _Close();
 
     QString _filePath;
     QString _connectionName;
     QSqlDatabase _database;
-    std::unordered_map<QString, CachedStatement> _statements;
+    sqlite3* _handle = nullptr;
+    // Hashes a statement text from its length and ends only: texts are long
+    // and looked up twice per row, and equal texts still compare in full.
+    struct TextHash
+    {
+        std::size_t operator()(const QString& text) const noexcept;
+    };
+    // An entry whose statement is in use holds an empty pointer.
+    std::unordered_map<QString, std::unique_ptr<SqliteStatement>, TextHash> _statements;
     QString _lastError;
 };
 
@@ -99,7 +165,17 @@ private:
     const QString _filePath;
     const quint64 _serial;
     mutable std::mutex _mutex;
-    std::unordered_map<std::thread::id, std::shared_ptr<SqliteConnection>> _connections;
+    struct ThreadEntry
+    {
+        std::shared_ptr<SqliteConnection> connection;
+        // To the thread's finished(). Cut when the entry goes: the connection
+        // holds a reference to the thread's data, and an adopted thread
+        // (std::thread) would otherwise never be freed.
+        QMetaObject::Connection finished;
+    };
+    static void _Drop(ThreadEntry& entry);
+
+    std::unordered_map<std::thread::id, ThreadEntry> _connections;
     quint64 _nextConnection = 0;
 };
 

@@ -56,12 +56,12 @@ QString pathProblem(const QString& filePath)
 
 } // namespace
 
-std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::Open(const QString& filePath,
-                                                                   QString* errorMessage)
+std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::Open(
+    const QString& filePath, QString* errorMessage)
 {
     const auto fail = [&](const QString& reason) {
-        const QString message =
-            QStringLiteral("Cannot open the database \"%1\": %2").arg(filePath, reason);
+        const QString message
+            = QStringLiteral("Cannot open the database \"%1\": %2").arg(filePath, reason);
         logError(message, __LINE__, __PRETTY_FUNCTION__);
         if (errorMessage)
             *errorMessage = message;
@@ -72,7 +72,8 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::Open(const QString
     if (!problem.isEmpty())
         return fail(problem);
 
-    auto registry = std::make_shared<SqliteConnectionRegistry>(QFileInfo(filePath).absoluteFilePath());
+    auto registry
+        = std::make_shared<SqliteConnectionRegistry>(QFileInfo(filePath).absoluteFilePath());
     // Opening the calling thread's connection now, and taking the write lock
     // once, finds a file that is not a database or cannot be written before
     // any caller relies on it.
@@ -89,8 +90,7 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::Open(const QString
 
 SqliteDatabaseFactory::SqliteDatabaseFactory(std::shared_ptr<SqliteConnectionRegistry> registry)
     : _registry(std::move(registry))
-{
-}
+{ }
 
 SqliteDatabaseFactory::~SqliteDatabaseFactory()
 {
@@ -100,14 +100,14 @@ SqliteDatabaseFactory::~SqliteDatabaseFactory()
 
 bool SqliteDatabaseFactory::CreateActionLogTable()
 {
-    return _registry->ForCurrentThread()->Execute(QStringLiteral(
-        "CREATE TABLE IF NOT EXISTS ActionLog ("
-        "id INTEGER PRIMARY KEY AUTOINCREMENT, "
-        "actionType INTEGER, "
-        "relatedItemName TEXT, "
-        "relatedItemInfo TEXT, "
-        "timestamp TEXT, "
-        "details TEXT)"));
+    return _registry->ForCurrentThread()->Execute(
+        QStringLiteral("CREATE TABLE IF NOT EXISTS ActionLog ("
+                       "id INTEGER PRIMARY KEY AUTOINCREMENT, "
+                       "actionType INTEGER, "
+                       "relatedItemName TEXT, "
+                       "relatedItemInfo TEXT, "
+                       "timestamp TEXT, "
+                       "details TEXT)"));
 }
 
 QString SqliteDatabaseFactory::FilePath() const

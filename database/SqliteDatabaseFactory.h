@@ -35,10 +35,13 @@ class SqliteConnectionRegistry;
  * Prepared statements are cached per connection by their text, so a query
  * wrapper made for every row does not compile the same statement every time;
  * a statement fetched from the cache starts with every placeholder unbound
- * (NULL), as a freshly prepared one would.
+ * (NULL), as a freshly prepared one would. Values are stored as Qt's SQLite
+ * driver stores them (a null QString is NULL, an empty one is '').
  *
- * Destroy the factory only after the other threads stopped using it; query and
- * database wrappers already handed out keep their own connection alive.
+ * Needs Qt's SQLite driver plugin (QSQLITE); without it Open() fails with a
+ * message that says so. Destroy the factory only after the other threads
+ * stopped using it; query and database wrappers already handed out keep their
+ * own connection alive.
  */
 class KVSYNCCORE_EXPORT SqliteDatabaseFactory : public sync::interf::factory::IDatabaseFactory
 {
@@ -52,8 +55,8 @@ public:
      * @p errorMessage when given, one line that names the path and the reason.
      * An empty path or ":memory:" is refused: the data must survive the process.
      */
-    static std::shared_ptr<SqliteDatabaseFactory> Open(const QString& filePath,
-                                                       QString* errorMessage = nullptr);
+    static std::shared_ptr<SqliteDatabaseFactory> Open(
+        const QString& filePath, QString* errorMessage = nullptr);
 
     ~SqliteDatabaseFactory() override;
 

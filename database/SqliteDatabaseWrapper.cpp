@@ -7,8 +7,7 @@ namespace core {
 
 SqliteDatabaseWrapper::SqliteDatabaseWrapper(std::shared_ptr<SqliteConnection> connection)
     : _connection(std::move(connection))
-{
-}
+{ }
 
 SqliteDatabaseWrapper::~SqliteDatabaseWrapper() = default;
 

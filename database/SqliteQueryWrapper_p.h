@@ -3,22 +3,18 @@
 #include "interfaces/SyncNamespace.h"
 #include "interfaces/IQSqlQueryWrapper.h"
 
-#include <QString>
-#include <QStringList>
-
 #include <memory>
-
-class QSqlQuery;
 
 namespace sync {
 namespace core {
 
 class SqliteConnection;
+class SqliteStatement;
 
 /**
- * IQSqlQueryWrapper over a QSqlQuery of one thread's connection. The prepared
- * statement comes from the connection's cache and goes back to it when the
- * wrapper is destroyed or prepares another text.
+ * IQSqlQueryWrapper over one thread's connection. The prepared statement
+ * comes from the connection's cache and goes back to it when the wrapper is
+ * destroyed or prepares another text.
  */
 class SqliteQueryWrapper : public sync::interf::IQSqlQueryWrapper
 {
@@ -42,9 +38,7 @@ private:
     void _Release();
 
     std::shared_ptr<SqliteConnection> _connection;
-    std::unique_ptr<QSqlQuery> _query;
-    QString _text;
-    QStringList _boundNames;
+    std::unique_ptr<SqliteStatement> _statement;
     mutable int _columnCount = -1;
 };
 
