@@ -27,6 +27,5 @@ endif()
 synccore_add_fuzz(fuzz_actiondetails SOURCES fuzz/actiondetails.cpp)
 
 if(SYNCCORE_BUILD_BENCHMARKS)
-    pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
-    synccore_add_bench(bench_actionlog SOURCES bench/actionlog.cpp LIBS PkgConfig::SQLITE3)
+    synccore_add_bench(bench_actionlog SOURCES bench/actionlog.cpp LIBS SQLite::SQLite3)
 endif()
