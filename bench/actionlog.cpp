@@ -62,7 +62,7 @@ void BM_ActionLogFlush(benchmark::State& state)
     ActionLog log(factory);
     std::vector<QString> details;
     for (int i = 0; i < rows; ++i)
-        details.push_back(log.BuildDetailsXml(actionDetails::HttpNotFound, {itemPath(i)}));
+        details.push_back(log.BuildDetailsXml(actionDetails::HttpNotFound, { itemPath(i) }));
 
     for (auto _ : state) {
         state.PauseTiming();
@@ -71,7 +71,8 @@ void BM_ActionLogFlush(benchmark::State& state)
         clear->exec();
         clear.reset();
         for (int i = 0; i < rows; ++i)
-            log.AddAction(action::DownloadFailed, itemPath(i), itemName(i), SyncDetails(details[size_t(i)]));
+            log.AddAction(
+                action::DownloadFailed, itemPath(i), itemName(i), SyncDetails(details[size_t(i)]));
         state.ResumeTiming();
         log.Flush();
     }
@@ -87,21 +88,25 @@ void BM_RawSqlite(benchmark::State& state)
         return;
     }
     sqlite3* db = nullptr;
-    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READWRITE, nullptr)
+        != SQLITE_OK) {
         state.SkipWithError("cannot open the database");
         sqlite3_close(db);
         return;
     }
-    sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr, nullptr, nullptr);
+    sqlite3_exec(
+        db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr, nullptr, nullptr);
 
     // The same row values, already encoded: the reference does nothing but insert.
     ActionLog builder(nullptr);
-    const std::string stamp = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toStdString();
+    const std::string stamp
+        = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toStdString();
     std::vector<std::string> infos, names, details;
     for (int i = 0; i < rows; ++i) {
         infos.push_back(itemPath(i).toStdString());
         names.push_back(itemName(i).toStdString());
-        details.push_back(builder.BuildDetailsXml(actionDetails::HttpNotFound, {itemPath(i)}).toStdString());
+        details.push_back(
+            builder.BuildDetailsXml(actionDetails::HttpNotFound, { itemPath(i) }).toStdString());
     }
 
     for (auto _ : state) {
@@ -111,15 +116,19 @@ void BM_RawSqlite(benchmark::State& state)
         sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
         sqlite3_stmt* insert = nullptr;
         sqlite3_prepare_v2(db,
-                           "INSERT INTO ActionLog (actionType, relatedItemName, relatedItemInfo, timestamp, details) "
-                           "VALUES (?1, ?2, ?3, ?4, ?5)",
-                           -1, &insert, nullptr);
+            "INSERT INTO ActionLog (actionType, relatedItemName, relatedItemInfo, timestamp, "
+            "details) "
+            "VALUES (?1, ?2, ?3, ?4, ?5)",
+            -1, &insert, nullptr);
         for (int i = 0; i < rows; ++i) {
             sqlite3_bind_int(insert, 1, int(action::DownloadFailed));
-            sqlite3_bind_text(insert, 2, names[size_t(i)].c_str(), int(names[size_t(i)].size()), SQLITE_STATIC);
-            sqlite3_bind_text(insert, 3, infos[size_t(i)].c_str(), int(infos[size_t(i)].size()), SQLITE_STATIC);
+            sqlite3_bind_text(
+                insert, 2, names[size_t(i)].c_str(), int(names[size_t(i)].size()), SQLITE_STATIC);
+            sqlite3_bind_text(
+                insert, 3, infos[size_t(i)].c_str(), int(infos[size_t(i)].size()), SQLITE_STATIC);
             sqlite3_bind_text(insert, 4, stamp.c_str(), int(stamp.size()), SQLITE_STATIC);
-            sqlite3_bind_text(insert, 5, details[size_t(i)].c_str(), int(details[size_t(i)].size()), SQLITE_STATIC);
+            sqlite3_bind_text(insert, 5, details[size_t(i)].c_str(), int(details[size_t(i)].size()),
+                SQLITE_STATIC);
             if (sqlite3_step(insert) != SQLITE_DONE)
                 state.SkipWithError("insert failed");
             sqlite3_reset(insert);
@@ -132,10 +141,20 @@ void BM_RawSqlite(benchmark::State& state)
 }
 
 // Medians of five runs: the machine is shared, single runs wander.
-BENCHMARK(BM_ActionLogFlush)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime()
-    ->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_RawSqlite)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime()
-    ->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_ActionLogFlush)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_RawSqlite)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
 
 /// Prints as usual and keeps each run's rows per second for the summary.
 class CollectingReporter : public benchmark::ConsoleReporter
@@ -163,7 +182,8 @@ int main(int argc, char** argv)
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
-    std::printf("\nmedians of 5 runs\n%-8s %16s %16s %8s\n", "rows", "ActionLog rows/s", "sqlite3 rows/s", "ratio");
+    std::printf("\nmedians of 5 runs\n%-8s %16s %16s %8s\n", "rows", "ActionLog rows/s",
+        "sqlite3 rows/s", "ratio");
     // Run names read "BM_X/<rows>/repeats:5/real_time_median".
     auto median = [&reporter](const std::string& benchmark, const std::string& rows) {
         const std::string prefix = benchmark + "/" + rows + "/";
@@ -174,7 +194,7 @@ int main(int argc, char** argv)
         }
         return 0.0;
     };
-    for (const char* rows : {"1000", "100000"}) {
+    for (const char* rows : { "1000", "100000" }) {
         const double ours = median("BM_ActionLogFlush", rows);
         const double raw = median("BM_RawSqlite", rows);
         if (ours <= 0 || raw <= 0)

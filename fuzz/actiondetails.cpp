@@ -39,7 +39,8 @@ QString safeArgument(const QString& raw)
     QString safe;
     for (QChar c : raw) {
         const ushort u = c.unicode();
-        if ((u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '.' || u == '/')
+        if ((u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '.'
+            || u == '/')
             safe += c;
     }
     return safe.isEmpty() ? QStringLiteral("x") : safe;
@@ -72,7 +73,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                 fail("not null for empty input", text);
         }
     } catch (const sync::core::SyncException& e) {
-        if (e.message() != QLatin1String("We do not currently support sync action detail arguments of greater than 9."))
+        if (e.message()
+            != QLatin1String(
+                "We do not currently support sync action detail arguments of greater than 9."))
             fail("unexpected exception", e.message());
     }
 
@@ -88,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     const int type = parts.at(0).size() - 5;
     const QString document = log.BuildDetailsXml(DetailsType(type), args);
-    const QString back = log.ResolveSyncActionDetails(document, {{DetailsType(type), templ}});
+    const QString back = log.ResolveSyncActionDetails(document, { { DetailsType(type), templ } });
     if (back != expected)
         fail("round trip", document + QStringLiteral(" -> ") + back);
     return 0;

@@ -8,11 +8,10 @@ namespace core {
 
 SyncDetails::SyncDetails(const QString& details)
     : details(details)
-{
-}
+{ }
 
 ActionLogEntry::ActionLogEntry(action::ActionType actionType, const QString& relatedItemInfo,
-                               const QString& relatedItemName, const SyncDetails& details)
+    const QString& relatedItemName, const SyncDetails& details)
     : actionType(actionType)
     , relatedItemInfo(relatedItemInfo)
     , relatedItemName(relatedItemName)
@@ -20,8 +19,7 @@ ActionLogEntry::ActionLogEntry(action::ActionType actionType, const QString& rel
     // The current instant, in UTC. Read straight as UTC: going through local
     // time gives the same instant but costs a time-zone lookup per action.
     , timestamp(QDateTime::currentDateTimeUtc())
-{
-}
+{ }
 
 SyncAction::SyncAction() = default;
 

@@ -29,7 +29,7 @@ namespace action {
  * stored, so they are fixed; new members get new numbers.
  */
 enum ActionType : qint32 {
-    NoAction = -1,            ///< nothing set (a default SyncAction)
+    NoAction = -1, ///< nothing set (a default SyncAction)
     FileUploaded = 1,
     FileDownloaded = 2,
     LocalItemDeleted = 3,
@@ -62,22 +62,22 @@ namespace actionDetails {
  * arguments each carries.
  */
 enum DetailsType : qint32 {
-    HttpError = 0,                 ///< any other HTTP status; no arguments
-    PathTooLong = 1,               ///< arg 0: the item path
-    HttpUnauthorized = 2,          ///< 401; no arguments
-    HttpNotFound = 3,              ///< 404; arg 0: caller's text (message or item path)
-    HttpForbidden = 4,             ///< 403; arg 0: caller's text
-    HttpLocked = 5,                ///< 423; arg 0: caller's text
-    InvalidItemName = 6,           ///< arg 0: the item name
-    TransferFailed = 7,            ///< arg 0: the item, arg 1: the reason
-    ItemExcluded = 8,              ///< arg 0: the item name
-    ConflictCopy = 9,              ///< arg 0: the item, arg 1: the name of the copy
-    LocalDiskFull = 10,            ///< arg 0: the folder
-    FileInUse = 11,                ///< arg 0: the item path
-    HttpServerError = 15,          ///< 400, 500, 503; arg 0: the status code in decimal
-    HttpInsufficientStorage = 18,  ///< 507; arg 0: caller's text
-    HttpMethodNotAllowed = 21,     ///< 405; arg 0: caller's text
-    HttpConflict = 22,             ///< 409; arg 0: caller's text
+    HttpError = 0, ///< any other HTTP status; no arguments
+    PathTooLong = 1, ///< arg 0: the item path
+    HttpUnauthorized = 2, ///< 401; no arguments
+    HttpNotFound = 3, ///< 404; arg 0: caller's text (message or item path)
+    HttpForbidden = 4, ///< 403; arg 0: caller's text
+    HttpLocked = 5, ///< 423; arg 0: caller's text
+    InvalidItemName = 6, ///< arg 0: the item name
+    TransferFailed = 7, ///< arg 0: the item, arg 1: the reason
+    ItemExcluded = 8, ///< arg 0: the item name
+    ConflictCopy = 9, ///< arg 0: the item, arg 1: the name of the copy
+    LocalDiskFull = 10, ///< arg 0: the folder
+    FileInUse = 11, ///< arg 0: the item path
+    HttpServerError = 15, ///< 400, 500, 503; arg 0: the status code in decimal
+    HttpInsufficientStorage = 18, ///< 507; arg 0: caller's text
+    HttpMethodNotAllowed = 21, ///< 405; arg 0: caller's text
+    HttpConflict = 22, ///< 409; arg 0: caller's text
 };
 
 } // namespace actionDetails
@@ -107,7 +107,7 @@ class KVSYNCINTERFACES_EXPORT ActionLogEntry
 {
 public:
     ActionLogEntry(action::ActionType actionType, const QString& relatedItemInfo,
-                   const QString& relatedItemName, const SyncDetails& details);
+        const QString& relatedItemName, const SyncDetails& details);
 
     action::ActionType actionType;
     QString relatedItemInfo;
@@ -133,12 +133,12 @@ public:
     SyncAction& operator=(const SyncAction& other);
     ~SyncAction() override;
 
-    qint32 id = 0;                      ///< row id in the table; 0 (no row) in a default action
+    qint32 id = 0; ///< row id in the table; 0 (no row) in a default action
     qint32 actionType = action::NoAction;
     QString relatedItemName;
     QString relatedItemInfo;
-    QDateTime timestamp;                ///< local time; null in a default action
-    QString details;                    ///< the stored document, not resolved
+    QDateTime timestamp; ///< local time; null in a default action
+    QString details; ///< the stored document, not resolved
 
 private:
     void _CopyMembers(const SyncAction& other);

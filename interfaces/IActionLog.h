@@ -38,17 +38,21 @@ public:
     /// Queues an action whose item information is @p relatedItemInfo; returns 0.
     virtual int AddAction(core::action::ActionType type, QString relatedItemInfo) = 0;
     /// Queues an action with item information and item name, in that order; returns 0.
-    virtual int AddAction(core::action::ActionType type, QString relatedItemInfo,
-                          QString relatedItemName) = 0;
+    virtual int AddAction(
+        core::action::ActionType type, QString relatedItemInfo, QString relatedItemName)
+        = 0;
     /// Queues an action with item information and details; returns 0.
-    virtual int AddAction(core::action::ActionType type, QString relatedItemInfo,
-                          core::SyncDetails details) = 0;
+    virtual int AddAction(
+        core::action::ActionType type, QString relatedItemInfo, core::SyncDetails details)
+        = 0;
     /// The full form that every other AddAction overload calls; returns 0.
     virtual int AddAction(core::action::ActionType type, QString relatedItemInfo,
-                          QString relatedItemName, core::SyncDetails details) = 0;
+        QString relatedItemName, core::SyncDetails details)
+        = 0;
     /// Queues an action whose details describe the failed HTTP exchange @p httpCode; returns 0.
     virtual int AddHttpError(core::action::ActionType type, int httpCode, QString relatedItemInfo,
-                             QString relatedItemName, QString message) = 0;
+        QString relatedItemName, QString message)
+        = 0;
     /// Every written row, oldest (lowest id) first; empty on failure.
     virtual QVector<core::SyncAction> GetAllActions() = 0;
     /// The row @p id; a default action (actionType -1) when there is none.
@@ -58,11 +62,12 @@ public:
     /// A details document of @p type without arguments.
     virtual QString BuildDetailsXml(core::actionDetails::DetailsType type) = 0;
     /// A details document of @p type with @p args, in order.
-    virtual QString BuildDetailsXml(core::actionDetails::DetailsType type, QVector<QString> args) = 0;
+    virtual QString BuildDetailsXml(core::actionDetails::DetailsType type, QVector<QString> args)
+        = 0;
     /// The display text of a details document, filled into the template of its type.
     virtual QString ResolveSyncActionDetails(
-        const QString& detailsXml,
-        const QMap<core::actionDetails::DetailsType, QString>& templates) = 0;
+        const QString& detailsXml, const QMap<core::actionDetails::DetailsType, QString>& templates)
+        = 0;
     /// Deletes old rows so that at most the newest ids remain; false on failure.
     virtual bool ManageLogSize() = 0;
     /// Writes the queued actions now, on the calling thread.

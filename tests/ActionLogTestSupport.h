@@ -21,8 +21,8 @@ namespace actionlogtest {
 inline std::shared_ptr<sync::core::SqliteDatabaseFactory> openDatabase(const QString& path)
 {
     QString error;
-    std::shared_ptr<sync::core::SqliteDatabaseFactory> factory =
-        sync::core::SqliteDatabaseFactory::Open(path, &error);
+    std::shared_ptr<sync::core::SqliteDatabaseFactory> factory
+        = sync::core::SqliteDatabaseFactory::Open(path, &error);
     EXPECT_TRUE(factory) << qPrintable(error);
     if (factory) {
         EXPECT_TRUE(factory->CreateActionLogTable()) << qPrintable(factory->LastError());
@@ -50,7 +50,7 @@ public:
         QList<qint64> values;
         QSqlQuery query(QSqlDatabase::database(_name, false));
         if (!query.exec(sql))
-            return {-999};
+            return { -999 };
         while (query.next())
             values.append(query.value(0).toLongLong());
         return values;
@@ -69,7 +69,10 @@ public:
         QSqlQuery query(QSqlDatabase::database(_name, false));
         return query.exec(sql);
     }
-    QList<qint64> ids() const { return integers(QStringLiteral("SELECT id FROM ActionLog ORDER BY id")); }
+    QList<qint64> ids() const
+    {
+        return integers(QStringLiteral("SELECT id FROM ActionLog ORDER BY id"));
+    }
 
 private:
     QString _name;

@@ -30,9 +30,9 @@
 #include <vector>
 
 using namespace sync::core;
-using sync::interf::IActionLog;
 using actionlogtest::Inspector;
 using actionlogtest::openDatabase;
+using sync::interf::IActionLog;
 
 namespace {
 
@@ -54,7 +54,7 @@ public:
         for (const auto& timer : QAbstractEventDispatcher::instance()->registeredTimers(this))
             timerIds.insert(timer.timerId);
         mostTimersAtOnce = std::max(mostTimersAtOnce,
-                                    int(QAbstractEventDispatcher::instance()->registeredTimers(this).size()));
+            int(QAbstractEventDispatcher::instance()->registeredTimers(this).size()));
     }
 
     int transactions = 0;
@@ -99,11 +99,15 @@ TEST(ActionLogThreadsTest, TypicalEventFromAnotherThread)
     QThread listenerThread;
     Listener listener;
     listener.moveToThread(&listenerThread);
-    QObject::connect(&log, &IActionLog::ActionAdded, &listener, &Listener::take, Qt::QueuedConnection);
+    QObject::connect(
+        &log, &IActionLog::ActionAdded, &listener, &Listener::take, Qt::QueuedConnection);
     listenerThread.start();
 
     // The service's writer: three uploads in quick succession.
-    struct Stamp { qint64 before, after; };
+    struct Stamp
+    {
+        qint64 before, after;
+    };
     std::vector<Stamp> stamps;
     QElapsedTimer sinceFirst;
     std::thread writer([&] {
@@ -112,9 +116,9 @@ TEST(ActionLogThreadsTest, TypicalEventFromAnotherThread)
             if (i == 0)
                 sinceFirst.start();
             EXPECT_EQ(log.AddAction(action::FileUploaded, QStringLiteral("/sync/f%1").arg(i),
-                                    QStringLiteral("f%1").arg(i)),
-                      0);
-            stamps.push_back({before, QDateTime::currentMSecsSinceEpoch()});
+                          QStringLiteral("f%1").arg(i)),
+                0);
+            stamps.push_back({ before, QDateTime::currentMSecsSinceEpoch() });
         }
     });
     writer.join();
@@ -155,8 +159,9 @@ TEST(ActionLogThreadsTest, TypicalEventFromAnotherThread)
     listenerThread.quit();
     listenerThread.wait();
     EXPECT_TRUE(listener.onOwnThread);
-    EXPECT_EQ(listener.received, QList<int>({rows[0].id, rows[1].id, rows[2].id}));
-    EXPECT_EQ(listener.names, QStringList({QStringLiteral("f0"), QStringLiteral("f1"), QStringLiteral("f2")}));
+    EXPECT_EQ(listener.received, QList<int>({ rows[0].id, rows[1].id, rows[2].id }));
+    EXPECT_EQ(listener.names,
+        QStringList({ QStringLiteral("f0"), QStringLiteral("f1"), QStringLiteral("f2") }));
 }
 
 // Writers on many threads, the log's own timer on this thread, and a reader
@@ -199,7 +204,8 @@ TEST(ActionLogThreadsTest, NoActionIsLostOrWrittenTwice)
     for (int w = 0; w < writerCount; ++w) {
         writers.emplace_back([&, w] {
             for (int i = 0; i < perWriter; ++i)
-                log->AddAction(action::FileUploaded, QString(), QStringLiteral("w%1-%2").arg(w).arg(i));
+                log->AddAction(
+                    action::FileUploaded, QString(), QStringLiteral("w%1-%2").arg(w).arg(i));
             --writersLeft;
         });
     }
@@ -239,7 +245,9 @@ TEST(ActionLogThreadsTest, NoActionIsLostOrWrittenTwice)
     Inspector db(path);
     const QList<qint64> ids = db.ids();
     ASSERT_FALSE(ids.isEmpty());
-    EXPECT_EQ(db.text(QStringLiteral("SELECT count(DISTINCT relatedItemName) FROM ActionLog")).toInt(), ids.size());
+    EXPECT_EQ(
+        db.text(QStringLiteral("SELECT count(DISTINCT relatedItemName) FROM ActionLog")).toInt(),
+        ids.size());
     const qint64 oldestKept = ids.first();
     int expectedRows = 0;
     for (int id : std::as_const(announcedIds))
@@ -254,7 +262,8 @@ TEST(ActionLogThreadsTest, NoActionIsLostOrWrittenTwice)
     QHash<int, QString> nameOfId;
     for (auto it = announced.cbegin(); it != announced.cend(); ++it)
         nameOfId.insert(it.value(), it.key());
-    const QString pairs = db.text(QStringLiteral("SELECT group_concat(id || '=' || relatedItemName, ';') FROM ActionLog"));
+    const QString pairs = db.text(
+        QStringLiteral("SELECT group_concat(id || '=' || relatedItemName, ';') FROM ActionLog"));
     int mismatched = 0;
     for (const QString& pair : pairs.split(QLatin1Char(';'))) {
         const int eq = pair.indexOf(QLatin1Char('='));
@@ -286,7 +295,8 @@ FileState inspect(const QString& path)
             QSqlQuery query(db);
             if (query.exec(QStringLiteral("PRAGMA integrity_check")) && query.next())
                 state.integrity = query.value(0).toString();
-            if (query.exec(QStringLiteral("SELECT relatedItemName, count(*) FROM ActionLog GROUP BY relatedItemName")))
+            if (query.exec(QStringLiteral(
+                    "SELECT relatedItemName, count(*) FROM ActionLog GROUP BY relatedItemName")))
                 while (query.next())
                     state.batches.insert(query.value(0).toString(), query.value(1).toInt());
         }
@@ -297,12 +307,12 @@ FileState inspect(const QString& path)
 
 /// Starts the helper, waits for @p line on its output, then kills it at once or after @p delayMs.
 bool killAfter(const QString& path, const QString& prefix, int batchSize, const char* mode,
-               const QByteArray& line, int delayMs, int* lastCommitted)
+    const QByteArray& line, int delayMs, int* lastCommitted)
 {
     QProcess child;
     child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     child.start(testutil::builtExecutable(QStringLiteral("actionlogflushhelper")),
-                {path, prefix, QString::number(batchSize), QString::fromLatin1(mode)});
+        { path, prefix, QString::number(batchSize), QString::fromLatin1(mode) });
     if (!child.waitForStarted(30000))
         return false;
     QByteArray output;
@@ -340,7 +350,8 @@ TEST(ActionLogDurabilityTest, KilledInTheMiddleOfAFlushLeavesWholeBatches)
 
     // Stopped for certain inside batch 1's transaction.
     int lastCommitted = -1;
-    ASSERT_TRUE(killAfter(path, QStringLiteral("p"), batchSize, "pause", "paused", 0, &lastCommitted));
+    ASSERT_TRUE(
+        killAfter(path, QStringLiteral("p"), batchSize, "pause", "paused", 0, &lastCommitted));
     FileState state = inspect(path);
     EXPECT_EQ(state.integrity, QStringLiteral("ok"));
     EXPECT_EQ(state.batches.value(QStringLiteral("pb0")), batchSize);
@@ -348,10 +359,11 @@ TEST(ActionLogDurabilityTest, KilledInTheMiddleOfAFlushLeavesWholeBatches)
 
     // Killed at varying moments of a stream of flushes; each run starts on the
     // file the previous kill left behind.
-    const int delays[] = {0, 1, 3, 7, 12, 20, 33, 50};
+    const int delays[] = { 0, 1, 3, 7, 12, 20, 33, 50 };
     for (int round = 0; round < int(std::size(delays)); ++round) {
         const QString prefix = QStringLiteral("r%1").arg(round);
-        ASSERT_TRUE(killAfter(path, prefix, batchSize, "run", "committed 1", delays[round], &lastCommitted))
+        ASSERT_TRUE(
+            killAfter(path, prefix, batchSize, "run", "committed 1", delays[round], &lastCommitted))
             << "round " << round;
         state = inspect(path);
         ASSERT_EQ(state.integrity, QStringLiteral("ok")) << "round " << round;

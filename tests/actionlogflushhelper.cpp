@@ -37,15 +37,16 @@ int main(int argc, char** argv)
     sync::core::ActionLog log(factory);
 
     int written = 0;
-    QObject::connect(&log, &sync::interf::IActionLog::ActionAdded, [&](const sync::core::SyncAction&) {
-        // Batch 1 is the one left open: its transaction is running, rows are in it.
-        if (pauseMidway && ++written == batchSize + batchSize / 2) {
-            std::printf("paused\n");
-            std::fflush(stdout);
-            for (;;)
-                ::pause();
-        }
-    });
+    QObject::connect(
+        &log, &sync::interf::IActionLog::ActionAdded, [&](const sync::core::SyncAction&) {
+            // Batch 1 is the one left open: its transaction is running, rows are in it.
+            if (pauseMidway && ++written == batchSize + batchSize / 2) {
+                std::printf("paused\n");
+                std::fflush(stdout);
+                for (;;)
+                    ::pause();
+            }
+        });
 
     for (int batch = 0;; ++batch) {
         const QString name = prefix + QLatin1Char('b') + QString::number(batch);

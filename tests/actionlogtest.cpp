@@ -19,11 +19,11 @@
 #include <functional>
 
 using namespace sync::core;
-using sync::interf::IActionLog;
-using actionlogtest::Inspector;
-using actionlogtest::openDatabase;
 using action::ActionType;
 using actionDetails::DetailsType;
+using actionlogtest::Inspector;
+using actionlogtest::openDatabase;
+using sync::interf::IActionLog;
 
 namespace {
 
@@ -47,7 +47,7 @@ public:
 
     int AddAction(ActionType type, QString info, QString name, SyncDetails details) override
     {
-        calls.append({int(type), info, name, details.details});
+        calls.append({ int(type), info, name, details.details });
         return ActionLog::AddAction(type, info, name, details);
     }
     bool transaction() override
@@ -63,10 +63,11 @@ public:
 /// Expected details document, spelled out independently of the code under test.
 QString document(int type, const QStringList& args = {})
 {
-    QString doc = QStringLiteral("<SyncActionDetails detailType=\"%1\"><DetailType>%1</DetailType>").arg(type);
+    QString doc = QStringLiteral("<SyncActionDetails detailType=\"%1\"><DetailType>%1</DetailType>")
+                      .arg(type);
     for (int i = 0; i < args.size(); ++i)
-        doc += QStringLiteral("<arg position=\"") + QString::number(i) + QStringLiteral("\">") + args[i]
-               + QStringLiteral("</arg>");
+        doc += QStringLiteral("<arg position=\"") + QString::number(i) + QStringLiteral("\">")
+            + args[i] + QStringLiteral("</arg>");
     return doc + QStringLiteral("</SyncActionDetails>");
 }
 
@@ -112,7 +113,7 @@ TEST(SyncActionTest, DefaultAndCopiesCarryTheSixFieldsButNoIdentity)
     original.relatedItemName = QStringLiteral("a.txt");
     original.relatedItemInfo = QStringLiteral("/home/u/a.txt");
     original.timestamp = QDateTime(QDate(2026, 3, 1), QTime(12, 0));
-    original.details = document(3, {QStringLiteral("x")});
+    original.details = document(3, { QStringLiteral("x") });
 
     auto expectSameData = [&](const SyncAction& copy) {
         EXPECT_EQ(copy.id, 42);
@@ -142,11 +143,11 @@ TEST(ActionLogMetaObjectTest, NamesSignalsAndSlotsAsPublished)
     const QMetaObject* meta = log.metaObject();
     EXPECT_STREQ(meta->className(), "sync::core::ActionLog");
     EXPECT_STREQ(meta->superClass()->className(), "sync::interf::IActionLog");
-    for (const char* signal : {"ActionAdded(sync::core::SyncAction)", "RequestStartTimer(int)",
-                               "RequestKillTimer(int)", "Committed()"}) {
+    for (const char* signal : { "ActionAdded(sync::core::SyncAction)", "RequestStartTimer(int)",
+             "RequestKillTimer(int)", "Committed()" }) {
         EXPECT_GE(meta->indexOfSignal(signal), 0) << signal;
     }
-    for (const char* slot : {"StartTimerSlot(int)", "KillTimerSlot(int)"})
+    for (const char* slot : { "StartTimerSlot(int)", "KillTimerSlot(int)" })
         EXPECT_GE(meta->indexOfSlot(slot), 0) << slot;
     EXPECT_TRUE(QMetaType::fromName("sync::core::SyncAction").isValid());
 }
@@ -162,7 +163,8 @@ struct OverloadRow
     QString details;
 };
 
-class AddActionOverloadTest : public ActionLogTest, public ::testing::WithParamInterface<OverloadRow>
+class AddActionOverloadTest : public ActionLogTest,
+                              public ::testing::WithParamInterface<OverloadRow>
 {
 };
 
@@ -187,33 +189,39 @@ TEST_P(AddActionOverloadTest, ForwardsToTheFullFormAndStoresInfoBeforeName)
     EXPECT_EQ(rows[0].details, row.details);
 }
 
-const QString kDoc = QStringLiteral("<SyncActionDetails detailType=\"4\"><DetailType>4</DetailType></SyncActionDetails>");
+const QString kDoc = QStringLiteral(
+    "<SyncActionDetails detailType=\"4\"><DetailType>4</DetailType></SyncActionDetails>");
 
-INSTANTIATE_TEST_SUITE_P(
-    Overloads, AddActionOverloadTest,
+INSTANTIATE_TEST_SUITE_P(Overloads, AddActionOverloadTest,
     ::testing::Values(
-        OverloadRow{"TypeOnly", [](IActionLog& l) { return l.AddAction(action::UploadFailed); }, {}, {}, {}},
-        OverloadRow{"Details", [](IActionLog& l) { return l.AddAction(action::UploadFailed, SyncDetails(kDoc)); },
-                    {}, {}, kDoc},
-        OverloadRow{"OneString",
-                    [](IActionLog& l) { return l.AddAction(action::UploadFailed, QStringLiteral("a.txt")); },
-                    QStringLiteral("a.txt"), {}, {}},
-        OverloadRow{"TwoStrings",
-                    [](IActionLog& l) {
-                        return l.AddAction(action::UploadFailed, QStringLiteral("first"), QStringLiteral("second"));
-                    },
-                    QStringLiteral("first"), QStringLiteral("second"), {}},
-        OverloadRow{"StringAndDetails",
-                    [](IActionLog& l) {
-                        return l.AddAction(action::UploadFailed, QStringLiteral("first"), SyncDetails(kDoc));
-                    },
-                    QStringLiteral("first"), {}, kDoc},
-        OverloadRow{"Full",
-                    [](IActionLog& l) {
-                        return l.AddAction(action::UploadFailed, QStringLiteral("first"), QStringLiteral("second"),
-                                           SyncDetails(kDoc));
-                    },
-                    QStringLiteral("first"), QStringLiteral("second"), kDoc}),
+        OverloadRow { "TypeOnly", [](IActionLog& l) { return l.AddAction(action::UploadFailed); },
+            {}, {}, {} },
+        OverloadRow { "Details",
+            [](IActionLog& l) { return l.AddAction(action::UploadFailed, SyncDetails(kDoc)); }, {},
+            {}, kDoc },
+        OverloadRow { "OneString",
+            [](IActionLog& l) {
+                return l.AddAction(action::UploadFailed, QStringLiteral("a.txt"));
+            },
+            QStringLiteral("a.txt"), {}, {} },
+        OverloadRow { "TwoStrings",
+            [](IActionLog& l) {
+                return l.AddAction(
+                    action::UploadFailed, QStringLiteral("first"), QStringLiteral("second"));
+            },
+            QStringLiteral("first"), QStringLiteral("second"), {} },
+        OverloadRow { "StringAndDetails",
+            [](IActionLog& l) {
+                return l.AddAction(
+                    action::UploadFailed, QStringLiteral("first"), SyncDetails(kDoc));
+            },
+            QStringLiteral("first"), {}, kDoc },
+        OverloadRow { "Full",
+            [](IActionLog& l) {
+                return l.AddAction(action::UploadFailed, QStringLiteral("first"),
+                    QStringLiteral("second"), SyncDetails(kDoc));
+            },
+            QStringLiteral("first"), QStringLiteral("second"), kDoc }),
     [](const ::testing::TestParamInfo<OverloadRow>& info) { return std::string(info.param.name); });
 
 // --- flushing, signals and transactions ---------------------------------------------
@@ -224,7 +232,8 @@ TEST_F(ActionLogTest, FlushWritesOneBatchAnnouncingEachRowWithItsId)
     QSignalSpy added(&log, &IActionLog::ActionAdded);
     QSignalSpy committed(&log, &ActionLog::Committed);
 
-    const QStringList names = {QStringLiteral("one"), QStringLiteral("two"), QString::fromUtf8("drei – ü")};
+    const QStringList names
+        = { QStringLiteral("one"), QStringLiteral("two"), QString::fromUtf8("drei – ü") };
     QList<qint64> queuedAt;
     for (const QString& name : names) {
         queuedAt.append(QDateTime::currentMSecsSinceEpoch());
@@ -285,9 +294,10 @@ TEST_F(ActionLogTest, GetAllActionsFlushesButGetActionDoesNot)
 TEST_F(ActionLogTest, RowsComeBackInIdOrderWhateverTheOrderStored)
 {
     Inspector db(path);
-    for (int id : {5, 2, 9}) {
-        ASSERT_TRUE(db.exec(QStringLiteral("INSERT INTO ActionLog (id, actionType, relatedItemName, relatedItemInfo, "
-                                           "timestamp, details) VALUES (%1, %1, 'n%1', 'i%1', NULL, '')")
+    for (int id : { 5, 2, 9 }) {
+        ASSERT_TRUE(db.exec(QStringLiteral(
+            "INSERT INTO ActionLog (id, actionType, relatedItemName, relatedItemInfo, "
+            "timestamp, details) VALUES (%1, %1, 'n%1', 'i%1', NULL, '')")
                                 .arg(id)));
     }
     ActionLog log(factory);
@@ -297,7 +307,7 @@ TEST_F(ActionLogTest, RowsComeBackInIdOrderWhateverTheOrderStored)
         EXPECT_EQ(a.actionType, a.id);
         EXPECT_EQ(a.relatedItemName, QStringLiteral("n%1").arg(a.id));
     }
-    EXPECT_EQ(ids, QList<int>({2, 5, 9}));
+    EXPECT_EQ(ids, QList<int>({ 2, 5, 9 }));
 }
 
 TEST_F(ActionLogTest, DestructionWritesWhatIsStillQueued)
@@ -313,7 +323,7 @@ TEST_F(ActionLogTest, DestructionWritesWhatIsStillQueued)
     EXPECT_EQ(db.ids().size(), 2);
     EXPECT_EQ(db.text(QStringLiteral("SELECT group_concat(relatedItemInfo, ',') FROM "
                                      "(SELECT relatedItemInfo FROM ActionLog ORDER BY id)")),
-              QStringLiteral("a,b"));
+        QStringLiteral("a,b"));
 }
 
 TEST_F(ActionLogTest, TransactionControl)
@@ -327,17 +337,20 @@ TEST_F(ActionLogTest, TransactionControl)
     EXPECT_EQ(committed.count(), 0);
 
     ASSERT_TRUE(log.transaction());
-    EXPECT_GT(log.__TEST_ONLY_AddActionCommitImmediate(action::FileUploaded, QStringLiteral("undone"), {}, {}), 0);
+    EXPECT_GT(log.__TEST_ONLY_AddActionCommitImmediate(
+                  action::FileUploaded, QStringLiteral("undone"), {}, {}),
+        0);
     EXPECT_TRUE(log.rollback());
     EXPECT_EQ(committed.count(), 0);
     EXPECT_TRUE(Inspector(path).ids().isEmpty());
     EXPECT_FALSE(log.rollback()) << "the handle is released after use";
 
     ASSERT_TRUE(log.transaction());
-    const int id = log.__TEST_ONLY_AddActionCommitImmediate(action::FileUploaded, QStringLiteral("kept"), {}, {});
+    const int id = log.__TEST_ONLY_AddActionCommitImmediate(
+        action::FileUploaded, QStringLiteral("kept"), {}, {});
     EXPECT_TRUE(log.commit());
     EXPECT_EQ(committed.count(), 1);
-    EXPECT_EQ(Inspector(path).ids(), QList<qint64>({id}));
+    EXPECT_EQ(Inspector(path).ids(), QList<qint64>({ id }));
     EXPECT_FALSE(log.commit());
     EXPECT_EQ(committed.count(), 1);
 }
@@ -348,7 +361,7 @@ TEST_F(ActionLogTest, RemoveAndClear)
     const int a = log.__TEST_ONLY_AddActionCommitImmediate(action::FileUploaded, {}, {}, {});
     const int b = log.__TEST_ONLY_AddActionCommitImmediate(action::FileUploaded, {}, {}, {});
     EXPECT_TRUE(log.RemoveAction(a));
-    EXPECT_EQ(Inspector(path).ids(), QList<qint64>({b}));
+    EXPECT_EQ(Inspector(path).ids(), QList<qint64>({ b }));
     EXPECT_TRUE(log.RemoveAction(a)) << "removing a missing row still succeeds";
     EXPECT_TRUE(log.RemoveAction(123456));
 
@@ -365,7 +378,8 @@ TEST(ActionLogFailureTest, StatementFailuresGiveEmptyResults)
 {
     testutil::TempDir dir;
     QString error;
-    auto factory = SqliteDatabaseFactory::Open(dir.filePath(QStringLiteral("notable.sqlite")), &error);
+    auto factory
+        = SqliteDatabaseFactory::Open(dir.filePath(QStringLiteral("notable.sqlite")), &error);
     ASSERT_TRUE(factory) << qPrintable(error);
     ActionLog log(factory);
     QSignalSpy added(&log, &IActionLog::ActionAdded);
@@ -471,12 +485,15 @@ public:
 class FailingQueryFactory : public sync::interf::factory::IDatabaseFactory
 {
 public:
-    FailingQueryFactory(std::shared_ptr<sync::interf::factory::IDatabaseFactory> real, int failingQuery)
+    FailingQueryFactory(
+        std::shared_ptr<sync::interf::factory::IDatabaseFactory> real, int failingQuery)
         : _real(std::move(real))
         , _failingQuery(failingQuery)
+    { }
+    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override
     {
+        return _real->GetDatabase();
     }
-    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override { return _real->GetDatabase(); }
     std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override
     {
         if (++_made != _failingQuery)
@@ -501,7 +518,7 @@ TEST_F(ActionLogTest, AFailedInsertDropsOnlyItsOwnRow)
         RecordingActionLog log(std::make_shared<FailingQueryFactory>(factory, 2));
         QSignalSpy added(&log, &IActionLog::ActionAdded);
         QSignalSpy committed(&log, &ActionLog::Committed);
-        for (const char* name : {"first", "lost", "third"})
+        for (const char* name : { "first", "lost", "third" })
             log.AddAction(action::FileUploaded, QString::fromLatin1(name));
         log.Flush();
         EXPECT_EQ(log.transactions, 1);
@@ -517,7 +534,7 @@ TEST_F(ActionLogTest, AFailedInsertDropsOnlyItsOwnRow)
     EXPECT_EQ(db.ids().size(), 2);
     EXPECT_EQ(db.text(QStringLiteral("SELECT group_concat(relatedItemInfo, ',') FROM "
                                      "(SELECT relatedItemInfo FROM ActionLog ORDER BY id)")),
-              QStringLiteral("first,third"));
+        QStringLiteral("first,third"));
 }
 
 // --- trimming ----------------------------------------------------------------------------
@@ -526,7 +543,7 @@ struct TrimRow
 {
     const char* name;
     QList<QPair<int, int>> stored; ///< inclusive id ranges in the table
-    QList<QPair<int, int>> kept;   ///< inclusive id ranges left after trimming
+    QList<QPair<int, int>> kept; ///< inclusive id ranges left after trimming
 };
 
 class ManageLogSizeTest : public ActionLogTest, public ::testing::WithParamInterface<TrimRow>
@@ -538,9 +555,12 @@ TEST_P(ManageLogSizeTest, KeepsIdsAboveTheHighestMinusMaxRows)
     Inspector db(path);
     for (const auto& range : GetParam().stored) {
         ASSERT_TRUE(db.exec(QStringLiteral(
-            "INSERT INTO ActionLog (id, actionType, relatedItemName, relatedItemInfo, timestamp, details) "
+            "INSERT INTO ActionLog (id, actionType, relatedItemName, relatedItemInfo, timestamp, "
+            "details) "
             "WITH RECURSIVE n(x) AS (SELECT %1 UNION ALL SELECT x + 1 FROM n WHERE x < %2) "
-            "SELECT x, 1, '', '', NULL, '' FROM n").arg(range.first).arg(range.second)));
+            "SELECT x, 1, '', '', NULL, '' FROM n")
+                                .arg(range.first)
+                                .arg(range.second)));
     }
     QList<qint64> expected;
     for (const auto& range : GetParam().kept)
@@ -554,24 +574,25 @@ TEST_P(ManageLogSizeTest, KeepsIdsAboveTheHighestMinusMaxRows)
     EXPECT_EQ(db.ids(), expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Trim, ManageLogSizeTest,
-    ::testing::Values(TrimRow{"Empty", {}, {}},
-                      TrimRow{"HighestBelowLimit", {{1, 4999}}, {{1, 4999}}},
-                      TrimRow{"HighestAtLimitDeletesUpToZero", {{1, 5000}}, {{1, 5000}}},
-                      TrimRow{"OneAboveLimit", {{1, 5001}}, {{2, 5001}}},
-                      TrimRow{"SevenAndAHalfThousand", {{1, 7500}}, {{2501, 7500}}},
-                      // By id arithmetic, not by count: gaps leave fewer than 5000 rows.
-                      TrimRow{"GapsKeepFewerRows", {{1, 100}, {3990, 4010}, {5990, 6000}, {9000, 9010}},
-                              {{5990, 6000}, {9000, 9010}}},
-                      TrimRow{"FewRowsHighIds", {{20000, 20002}}, {{20000, 20002}}}),
+INSTANTIATE_TEST_SUITE_P(Trim, ManageLogSizeTest,
+    ::testing::Values(TrimRow { "Empty", {}, {} },
+        TrimRow { "HighestBelowLimit", { { 1, 4999 } }, { { 1, 4999 } } },
+        TrimRow { "HighestAtLimitDeletesUpToZero", { { 1, 5000 } }, { { 1, 5000 } } },
+        TrimRow { "OneAboveLimit", { { 1, 5001 } }, { { 2, 5001 } } },
+        TrimRow { "SevenAndAHalfThousand", { { 1, 7500 } }, { { 2501, 7500 } } },
+        // By id arithmetic, not by count: gaps leave fewer than 5000 rows.
+        TrimRow { "GapsKeepFewerRows",
+            { { 1, 100 }, { 3990, 4010 }, { 5990, 6000 }, { 9000, 9010 } },
+            { { 5990, 6000 }, { 9000, 9010 } } },
+        TrimRow { "FewRowsHighIds", { { 20000, 20002 } }, { { 20000, 20002 } } }),
     [](const ::testing::TestParamInfo<TrimRow>& info) { return std::string(info.param.name); });
 
 TEST_F(ActionLogTest, ManageLogSizeCountsQueuedActions)
 {
     Inspector db(path);
     ASSERT_TRUE(db.exec(QStringLiteral(
-        "INSERT INTO ActionLog (id, actionType, relatedItemName, relatedItemInfo, timestamp, details) "
+        "INSERT INTO ActionLog (id, actionType, relatedItemName, relatedItemInfo, timestamp, "
+        "details) "
         "WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n WHERE x < 5000) "
         "SELECT x, 1, '', '', NULL, '' FROM n")));
     ActionLog log(factory);
@@ -608,22 +629,24 @@ TEST_P(BuildDetailsXmlTest, OneLineDocumentWithNumberedArguments)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Build, BuildDetailsXmlTest,
+INSTANTIATE_TEST_SUITE_P(Build, BuildDetailsXmlTest,
     ::testing::Values(
-        BuildRow{"NoArguments", 3, {},
-                 QStringLiteral("<SyncActionDetails detailType=\"3\"><DetailType>3</DetailType></SyncActionDetails>")},
-        BuildRow{"OneArgument", 3, {QStringLiteral("x")},
-                 QStringLiteral("<SyncActionDetails detailType=\"3\"><DetailType>3</DetailType>"
-                                "<arg position=\"0\">x</arg></SyncActionDetails>")},
-        BuildRow{"TwoArguments", 7, {QStringLiteral("a.txt"), QStringLiteral("403")},
-                 QStringLiteral("<SyncActionDetails detailType=\"7\"><DetailType>7</DetailType>"
-                                "<arg position=\"0\">a.txt</arg><arg position=\"1\">403</arg></SyncActionDetails>")},
-        BuildRow{"NegativeType", -12, {},
-                 QStringLiteral("<SyncActionDetails detailType=\"-12\"><DetailType>-12</DetailType></SyncActionDetails>")},
-        BuildRow{"MarkupIsNotEscaped", 4, {QStringLiteral("a<b & \"c\"")},
-                 QStringLiteral("<SyncActionDetails detailType=\"4\"><DetailType>4</DetailType>"
-                                "<arg position=\"0\">a<b & \"c\"</arg></SyncActionDetails>")}),
+        BuildRow { "NoArguments", 3, {},
+            QStringLiteral("<SyncActionDetails "
+                           "detailType=\"3\"><DetailType>3</DetailType></SyncActionDetails>") },
+        BuildRow { "OneArgument", 3, { QStringLiteral("x") },
+            QStringLiteral("<SyncActionDetails detailType=\"3\"><DetailType>3</DetailType>"
+                           "<arg position=\"0\">x</arg></SyncActionDetails>") },
+        BuildRow { "TwoArguments", 7, { QStringLiteral("a.txt"), QStringLiteral("403") },
+            QStringLiteral("<SyncActionDetails detailType=\"7\"><DetailType>7</DetailType>"
+                           "<arg position=\"0\">a.txt</arg><arg "
+                           "position=\"1\">403</arg></SyncActionDetails>") },
+        BuildRow { "NegativeType", -12, {},
+            QStringLiteral("<SyncActionDetails "
+                           "detailType=\"-12\"><DetailType>-12</DetailType></SyncActionDetails>") },
+        BuildRow { "MarkupIsNotEscaped", 4, { QStringLiteral("a<b & \"c\"") },
+            QStringLiteral("<SyncActionDetails detailType=\"4\"><DetailType>4</DetailType>"
+                           "<arg position=\"0\">a<b & \"c\"</arg></SyncActionDetails>") }),
     [](const ::testing::TestParamInfo<BuildRow>& info) { return std::string(info.param.name); });
 
 struct ResolveRow
@@ -652,67 +675,77 @@ TEST_P(ResolveDetailsTest, FillsTheTemplateOfTheDocumentsType)
 
 QString argsDoc(int type, const QString& args)
 {
-    return QStringLiteral("<SyncActionDetails detailType=\"%1\"><DetailType>%1</DetailType>").arg(type) + args
-           + QStringLiteral("</SyncActionDetails>");
+    return QStringLiteral("<SyncActionDetails detailType=\"%1\"><DetailType>%1</DetailType>")
+               .arg(type)
+        + args + QStringLiteral("</SyncActionDetails>");
 }
 
 const QMap<DetailsType, QString> kTemplates = {
-    {DetailsType(0), QStringLiteral("generic")},
-    {DetailsType(3), QStringLiteral("[%1][%2]")},
-    {DetailsType(4), QStringLiteral("only %1")},
-    {DetailsType(7), QStringLiteral("%2 then %1")},
-    {DetailsType(-2), QStringLiteral("negative %1")},
+    { DetailsType(0), QStringLiteral("generic") },
+    { DetailsType(3), QStringLiteral("[%1][%2]") },
+    { DetailsType(4), QStringLiteral("only %1") },
+    { DetailsType(7), QStringLiteral("%2 then %1") },
+    { DetailsType(-2), QStringLiteral("negative %1") },
 };
 
-INSTANTIATE_TEST_SUITE_P(
-    Resolve, ResolveDetailsTest,
-    ::testing::Values(
-        ResolveRow{"EmptyDocumentIsNull", QString(), kTemplates, QString(), true},
-        ResolveRow{"EmptyMapIsNull", argsDoc(3, {}), {}, QString(), true},
-        ResolveRow{"RoundTrip", document(3, {QStringLiteral("a.txt"), QStringLiteral("403")}), kTemplates,
-                   QStringLiteral("[a.txt][403]")},
-        ResolveRow{"ArgumentsInTemplateOrder", document(7, {QStringLiteral("x"), QStringLiteral("y")}), kTemplates,
-                   QStringLiteral("y then x")},
-        ResolveRow{"NegativeType", document(-2, {QStringLiteral("n")}), kTemplates, QStringLiteral("negative n")},
-        ResolveRow{"PositionsOutOfOrder",
-                   argsDoc(3, QStringLiteral("<arg position=\"1\">second</arg><arg position=\"0\">first</arg>")),
-                   kTemplates, QStringLiteral("[first][second]")},
+INSTANTIATE_TEST_SUITE_P(Resolve, ResolveDetailsTest,
+    ::testing::Values(ResolveRow { "EmptyDocumentIsNull", QString(), kTemplates, QString(), true },
+        ResolveRow { "EmptyMapIsNull", argsDoc(3, {}), {}, QString(), true },
+        ResolveRow { "RoundTrip", document(3, { QStringLiteral("a.txt"), QStringLiteral("403") }),
+            kTemplates, QStringLiteral("[a.txt][403]") },
+        ResolveRow { "ArgumentsInTemplateOrder",
+            document(7, { QStringLiteral("x"), QStringLiteral("y") }), kTemplates,
+            QStringLiteral("y then x") },
+        ResolveRow { "NegativeType", document(-2, { QStringLiteral("n") }), kTemplates,
+            QStringLiteral("negative n") },
+        ResolveRow { "PositionsOutOfOrder",
+            argsDoc(3,
+                QStringLiteral("<arg position=\"1\">second</arg><arg position=\"0\">first</arg>")),
+            kTemplates, QStringLiteral("[first][second]") },
         // N = 2: position 2 is never reached, so one argument is substituted.
-        ResolveRow{"GapIsClosed",
-                   argsDoc(3, QStringLiteral("<arg position=\"0\">a</arg><arg position=\"2\">c</arg>")), kTemplates,
-                   QStringLiteral("[a][%2]")},
-        ResolveRow{"GapBeforeALaterArgumentMovesItDown",
-                   argsDoc(3, QStringLiteral("<arg position=\"2\">c</arg><arg position=\"0\">a</arg>"
-                                             "<arg position=\"0\">dup</arg>")),
-                   kTemplates, QStringLiteral("[a][c]")},
-        ResolveRow{"FirstOfDuplicatesCounts",
-                   argsDoc(3, QStringLiteral("<arg position=\"0\">one</arg><arg position=\"0\">two</arg>")), kTemplates,
-                   QStringLiteral("[one][%2]")},
-        ResolveRow{"MissingOrBadPositionReadsAsZero",
-                   argsDoc(3, QStringLiteral("<arg>p</arg><arg position=\"x\">q</arg><arg position=\"1\">r</arg>")),
-                   kTemplates, QStringLiteral("[p][r]")},
-        ResolveRow{"NegativePositionIgnored",
-                   argsDoc(3, QStringLiteral("<arg position=\"-1\">neg</arg><arg position=\"0\">z</arg>")), kTemplates,
-                   QStringLiteral("[z][%2]")},
-        ResolveRow{"EmptyArgument", argsDoc(3, QStringLiteral("<arg position=\"0\"/><arg position=\"1\">b</arg>")),
-                   kTemplates, QStringLiteral("[][b]")},
-        ResolveRow{"NestedArgumentsAreFound",
-                   argsDoc(4, QStringLiteral("<wrap><arg position=\"0\">deep</arg></wrap>")), kTemplates,
-                   QStringLiteral("only deep")},
-        ResolveRow{"TypeMissingFromMapIsEmpty", document(99, {QStringLiteral("x")}), kTemplates, QString()},
-        ResolveRow{"MissingTypeAttributeReadsAsZero",
-                   QStringLiteral("<SyncActionDetails><arg position=\"0\">x</arg></SyncActionDetails>"), kTemplates,
-                   QStringLiteral("generic")},
+        ResolveRow { "GapIsClosed",
+            argsDoc(3, QStringLiteral("<arg position=\"0\">a</arg><arg position=\"2\">c</arg>")),
+            kTemplates, QStringLiteral("[a][%2]") },
+        ResolveRow { "GapBeforeALaterArgumentMovesItDown",
+            argsDoc(3,
+                QStringLiteral("<arg position=\"2\">c</arg><arg position=\"0\">a</arg>"
+                               "<arg position=\"0\">dup</arg>")),
+            kTemplates, QStringLiteral("[a][c]") },
+        ResolveRow { "FirstOfDuplicatesCounts",
+            argsDoc(
+                3, QStringLiteral("<arg position=\"0\">one</arg><arg position=\"0\">two</arg>")),
+            kTemplates, QStringLiteral("[one][%2]") },
+        ResolveRow { "MissingOrBadPositionReadsAsZero",
+            argsDoc(3,
+                QStringLiteral(
+                    "<arg>p</arg><arg position=\"x\">q</arg><arg position=\"1\">r</arg>")),
+            kTemplates, QStringLiteral("[p][r]") },
+        ResolveRow { "NegativePositionIgnored",
+            argsDoc(3, QStringLiteral("<arg position=\"-1\">neg</arg><arg position=\"0\">z</arg>")),
+            kTemplates, QStringLiteral("[z][%2]") },
+        ResolveRow { "EmptyArgument",
+            argsDoc(3, QStringLiteral("<arg position=\"0\"/><arg position=\"1\">b</arg>")),
+            kTemplates, QStringLiteral("[][b]") },
+        ResolveRow { "NestedArgumentsAreFound",
+            argsDoc(4, QStringLiteral("<wrap><arg position=\"0\">deep</arg></wrap>")), kTemplates,
+            QStringLiteral("only deep") },
+        ResolveRow { "TypeMissingFromMapIsEmpty", document(99, { QStringLiteral("x") }), kTemplates,
+            QString() },
+        ResolveRow { "MissingTypeAttributeReadsAsZero",
+            QStringLiteral("<SyncActionDetails><arg position=\"0\">x</arg></SyncActionDetails>"),
+            kTemplates, QStringLiteral("generic") },
         // An unescaped argument spoils the document: type 0, no arguments.
-        ResolveRow{"UnparseableDocumentIsTypeZero", document(3, {QStringLiteral("a<b")}), kTemplates,
-                   QStringLiteral("generic")},
-        ResolveRow{"UnparseableWithoutTypeZeroIsEmpty", document(3, {QStringLiteral("a&b")}),
-                   {{DetailsType(3), QStringLiteral("[%1]")}}, QString()},
+        ResolveRow { "UnparseableDocumentIsTypeZero", document(3, { QStringLiteral("a<b") }),
+            kTemplates, QStringLiteral("generic") },
+        ResolveRow { "UnparseableWithoutTypeZeroIsEmpty", document(3, { QStringLiteral("a&b") }),
+            { { DetailsType(3), QStringLiteral("[%1]") } }, QString() },
         // The rule of chained arg() calls: a marker inside an argument is filled by the next one.
-        ResolveRow{"ChainedSubstitution", document(4, {QStringLiteral("%2"), QStringLiteral("y")}),
-                   {{DetailsType(4), QStringLiteral("%1 and %3")}}, QStringLiteral("y and %3")},
-        ResolveRow{"MoreArgumentsThanMarkers", document(4, {QStringLiteral("a"), QStringLiteral("b")}), kTemplates,
-                   QStringLiteral("only a")}),
+        ResolveRow { "ChainedSubstitution",
+            document(4, { QStringLiteral("%2"), QStringLiteral("y") }),
+            { { DetailsType(4), QStringLiteral("%1 and %3") } }, QStringLiteral("y and %3") },
+        ResolveRow { "MoreArgumentsThanMarkers",
+            document(4, { QStringLiteral("a"), QStringLiteral("b") }), kTemplates,
+            QStringLiteral("only a") }),
     [](const ::testing::TestParamInfo<ResolveRow>& info) { return std::string(info.param.name); });
 
 class ArgumentCountTest : public ::testing::TestWithParam<int>
@@ -732,7 +765,8 @@ TEST_P(ArgumentCountTest, ZeroToNineAndTwelveAreAccepted)
         expected += QStringLiteral("<v%1>").arg(i);
     }
     const QString xml = log.BuildDetailsXml(DetailsType(8), args);
-    const QMap<DetailsType, QString> templates = {{DetailsType(8), templ + QStringLiteral("!")}};
+    const QMap<DetailsType, QString> templates
+        = { { DetailsType(8), templ + QStringLiteral("!") } };
     const bool accepted = count <= 9 || count == 12;
     if (accepted) {
         EXPECT_EQ(log.ResolveSyncActionDetails(xml, templates), expected + QStringLiteral("!"));
@@ -742,7 +776,8 @@ TEST_P(ArgumentCountTest, ZeroToNineAndTwelveAreAccepted)
             ADD_FAILURE() << count << " arguments were accepted";
         } catch (const SyncException& e) {
             EXPECT_EQ(e.message(),
-                      QStringLiteral("We do not currently support sync action detail arguments of greater than 9."));
+                QStringLiteral(
+                    "We do not currently support sync action detail arguments of greater than 9."));
         }
     }
 }
@@ -766,9 +801,9 @@ TEST_P(HttpErrorTest, StatusCodeChoosesTheDetails)
 {
     const HttpRow& row = GetParam();
     RecordingActionLog log(nullptr);
-    EXPECT_EQ(log.AddHttpError(action::DownloadFailed, row.code, QStringLiteral("info"), QStringLiteral("name"),
-                               QStringLiteral("folder/a.txt")),
-              0);
+    EXPECT_EQ(log.AddHttpError(action::DownloadFailed, row.code, QStringLiteral("info"),
+                  QStringLiteral("name"), QStringLiteral("folder/a.txt")),
+        0);
     ASSERT_EQ(log.calls.size(), 1);
     const FullCall& call = log.calls[0];
     EXPECT_EQ(call.type, int(action::DownloadFailed));
@@ -778,21 +813,22 @@ TEST_P(HttpErrorTest, StatusCodeChoosesTheDetails)
     log.calls.clear();
 }
 
-const QStringList kThird = {QStringLiteral("folder/a.txt")};
+const QStringList kThird = { QStringLiteral("folder/a.txt") };
 
-INSTANTIATE_TEST_SUITE_P(
-    Codes, HttpErrorTest,
-    ::testing::Values(HttpRow{400, 15, {QStringLiteral("400")}}, HttpRow{401, 2, {}}, HttpRow{403, 4, kThird},
-                      HttpRow{404, 3, kThird}, HttpRow{405, 21, kThird}, HttpRow{409, 22, kThird},
-                      HttpRow{423, 5, kThird}, HttpRow{500, 15, {QStringLiteral("500")}},
-                      HttpRow{503, 15, {QStringLiteral("503")}}, HttpRow{507, 18, kThird},
-                      // everything else: the catch-all without arguments
-                      HttpRow{0, 0, {}}, HttpRow{-1, 0, {}}, HttpRow{200, 0, {}}, HttpRow{399, 0, {}},
-                      HttpRow{402, 0, {}}, HttpRow{406, 0, {}}, HttpRow{408, 0, {}}, HttpRow{410, 0, {}},
-                      HttpRow{422, 0, {}}, HttpRow{424, 0, {}}, HttpRow{499, 0, {}}, HttpRow{501, 0, {}},
-                      HttpRow{502, 0, {}}, HttpRow{504, 0, {}}, HttpRow{506, 0, {}}, HttpRow{508, 0, {}},
-                      HttpRow{599, 0, {}}),
+INSTANTIATE_TEST_SUITE_P(Codes, HttpErrorTest,
+    ::testing::Values(HttpRow { 400, 15, { QStringLiteral("400") } }, HttpRow { 401, 2, {} },
+        HttpRow { 403, 4, kThird }, HttpRow { 404, 3, kThird }, HttpRow { 405, 21, kThird },
+        HttpRow { 409, 22, kThird }, HttpRow { 423, 5, kThird },
+        HttpRow { 500, 15, { QStringLiteral("500") } },
+        HttpRow { 503, 15, { QStringLiteral("503") } }, HttpRow { 507, 18, kThird },
+        // everything else: the catch-all without arguments
+        HttpRow { 0, 0, {} }, HttpRow { -1, 0, {} }, HttpRow { 200, 0, {} }, HttpRow { 399, 0, {} },
+        HttpRow { 402, 0, {} }, HttpRow { 406, 0, {} }, HttpRow { 408, 0, {} },
+        HttpRow { 410, 0, {} }, HttpRow { 422, 0, {} }, HttpRow { 424, 0, {} },
+        HttpRow { 499, 0, {} }, HttpRow { 501, 0, {} }, HttpRow { 502, 0, {} },
+        HttpRow { 504, 0, {} }, HttpRow { 506, 0, {} }, HttpRow { 508, 0, {} },
+        HttpRow { 599, 0, {} }),
     [](const ::testing::TestParamInfo<HttpRow>& info) {
         return "Code" + std::to_string(info.param.code < 0 ? 0 : info.param.code)
-               + (info.param.code < 0 ? "Negative" : "");
+            + (info.param.code < 0 ? "Negative" : "");
     });

@@ -38,8 +38,8 @@ const QString DELETE_ALL_ACTIONS = QStringLiteral("DELETE FROM ActionLog;");
 const QString SELECT_MAX_ID = QStringLiteral("SELECT MAX(id) FROM ActionLog");
 const QString DELETE_UP_TO_ID = QStringLiteral("DELETE FROM ActionLog WHERE id <= %0");
 
-const QString TOO_MANY_ARGUMENTS = QStringLiteral(
-    "We do not currently support sync action detail arguments of greater than 9.");
+const QString TOO_MANY_ARGUMENTS
+    = QStringLiteral("We do not currently support sync action detail arguments of greater than 9.");
 
 // Whether QString::arg() would find a place marker ("%n" or "%Ln", n an ASCII
 // digit) in @p text. Calling arg() on a string without one changes nothing but
@@ -82,9 +82,9 @@ ActionLog::ActionLog(std::shared_ptr<interf::factory::IDatabaseFactory> database
 {
     // The timer belongs to the thread that owns this object; other threads only ask.
     connect(this, &IActionLog::RequestStartTimer, this, &ActionLog::StartTimerSlot,
-            Qt::QueuedConnection);
-    connect(this, &IActionLog::RequestKillTimer, this, &ActionLog::KillTimerSlot,
-            Qt::QueuedConnection);
+        Qt::QueuedConnection);
+    connect(
+        this, &IActionLog::RequestKillTimer, this, &ActionLog::KillTimerSlot, Qt::QueuedConnection);
 }
 
 ActionLog::~ActionLog()
@@ -126,8 +126,8 @@ int ActionLog::AddAction(action::ActionType type, QString relatedItemInfo, SyncD
     return AddAction(type, relatedItemInfo, QString(), details);
 }
 
-int ActionLog::AddAction(action::ActionType type, QString relatedItemInfo, QString relatedItemName,
-                         SyncDetails details)
+int ActionLog::AddAction(
+    action::ActionType type, QString relatedItemInfo, QString relatedItemName, SyncDetails details)
 {
     std::lock_guard<std::recursive_mutex> lock(_mutex);
     _pendingEntries.append(ActionLogEntry(type, relatedItemInfo, relatedItemName, details));
@@ -136,7 +136,7 @@ int ActionLog::AddAction(action::ActionType type, QString relatedItemInfo, QStri
 }
 
 int ActionLog::AddHttpError(action::ActionType type, int httpCode, QString relatedItemInfo,
-                            QString relatedItemName, QString message)
+    QString relatedItemName, QString message)
 {
     using namespace actionDetails;
     DetailsType detailsType = HttpError;
@@ -178,13 +178,13 @@ int ActionLog::AddHttpError(action::ActionType type, int httpCode, QString relat
     default:
         break;
     }
-    const QString document = args.isEmpty() ? BuildDetailsXml(detailsType)
-                                            : BuildDetailsXml(detailsType, args);
+    const QString document
+        = args.isEmpty() ? BuildDetailsXml(detailsType) : BuildDetailsXml(detailsType, args);
     return AddAction(type, relatedItemInfo, relatedItemName, SyncDetails(document));
 }
 
-int ActionLog::__TEST_ONLY_AddActionCommitImmediate(action::ActionType type, QString relatedItemInfo,
-                                                    QString relatedItemName, SyncDetails details)
+int ActionLog::__TEST_ONLY_AddActionCommitImmediate(
+    action::ActionType type, QString relatedItemInfo, QString relatedItemName, SyncDetails details)
 {
     return _AddActionToDb(ActionLogEntry(type, relatedItemInfo, relatedItemName, details));
 }
@@ -393,7 +393,8 @@ bool ActionLog::ManageLogSize()
     query->prepare(statement);
     const bool deleted = query->exec();
     if (!deleted)
-        LOG4CPLUS_ERROR(_logger, "Trimming the action log below id " << (maxId - MaxRows) << " failed");
+        LOG4CPLUS_ERROR(
+            _logger, "Trimming the action log below id " << (maxId - MaxRows) << " failed");
     return deleted;
 }
 
@@ -431,18 +432,18 @@ QString ActionLog::BuildDetailsXml(actionDetails::DetailsType type, QVector<QStr
 {
     const QString typeText = QString::number(qint32(type));
     QString document = QStringLiteral("<SyncActionDetails detailType=\"") + typeText
-                       + QStringLiteral("\"><DetailType>") + typeText + QStringLiteral("</DetailType>");
+        + QStringLiteral("\"><DetailType>") + typeText + QStringLiteral("</DetailType>");
     for (qsizetype i = 0; i < args.size(); ++i) {
         // Not escaped, on purpose: stored documents are read back by the same rule.
         document += QStringLiteral("<arg position=\"") + QString::number(i) + QStringLiteral("\">")
-                    + args.at(i) + QStringLiteral("</arg>");
+            + args.at(i) + QStringLiteral("</arg>");
     }
     document += QStringLiteral("</SyncActionDetails>");
     return document;
 }
 
-QString ActionLog::ResolveSyncActionDetails(const QString& detailsXml,
-                                            const QMap<actionDetails::DetailsType, QString>& templates)
+QString ActionLog::ResolveSyncActionDetails(
+    const QString& detailsXml, const QMap<actionDetails::DetailsType, QString>& templates)
 {
     if (detailsXml.isEmpty() || templates.isEmpty())
         return QString();
@@ -458,7 +459,8 @@ QString ActionLog::ResolveSyncActionDetails(const QString& detailsXml,
     const int count = elements.count();
     std::vector<int> firstAtPosition(size_t(count), -1);
     for (int i = 0; i < count; ++i) {
-        const int position = elements.item(i).toElement().attribute(QStringLiteral("position")).toInt();
+        const int position
+            = elements.item(i).toElement().attribute(QStringLiteral("position")).toInt();
         if (position >= 0 && position < count && firstAtPosition[size_t(position)] < 0)
             firstAtPosition[size_t(position)] = i;
     }

@@ -66,7 +66,8 @@ public:
     /// Forwards to the full form: @p relatedItemInfo, an empty name, empty details.
     int AddAction(action::ActionType type, QString relatedItemInfo) override;
     /// Forwards to the full form with empty details.
-    int AddAction(action::ActionType type, QString relatedItemInfo, QString relatedItemName) override;
+    int AddAction(
+        action::ActionType type, QString relatedItemInfo, QString relatedItemName) override;
     /// Forwards to the full form with an empty name.
     int AddAction(action::ActionType type, QString relatedItemInfo, SyncDetails details) override;
     /**
@@ -76,7 +77,7 @@ public:
      * as relatedItemName.
      */
     int AddAction(action::ActionType type, QString relatedItemInfo, QString relatedItemName,
-                  SyncDetails details) override;
+        SyncDetails details) override;
 
     /**
      * Queues an action whose details document is chosen by @p httpCode: 400, 500
@@ -86,7 +87,7 @@ public:
      * Returns 0.
      */
     int AddHttpError(action::ActionType type, int httpCode, QString relatedItemInfo,
-                     QString relatedItemName, QString message) override;
+        QString relatedItemName, QString message) override;
 
     /// Flushes the queue, then returns every row in ascending id order; empty on failure.
     QVector<SyncAction> GetAllActions() override;
@@ -102,8 +103,9 @@ public:
     /// The document of @p type with no arguments.
     QString BuildDetailsXml(actionDetails::DetailsType type) override;
     /**
-     * The details document of @p type: one line,
-     * `<SyncActionDetails detailType="T"><DetailType>T</DetailType><arg position="0">a</arg>...</SyncActionDetails>`.
+     * The details document of @p type, on one line: the opening
+     * `<SyncActionDetails detailType="T"><DetailType>T</DetailType>`, then one
+     * `<arg position="i">text</arg>` per argument, then `</SyncActionDetails>`.
      * Kept on purpose: arguments are inserted as they stand, without XML
      * escaping; an argument holding markup makes a document that no longer
      * parses (see ResolveSyncActionDetails).
@@ -123,7 +125,7 @@ public:
      * Kept on purpose: exactly 12 arguments are accepted, like 0 to 9.
      */
     QString ResolveSyncActionDetails(const QString& detailsXml,
-                                     const QMap<actionDetails::DetailsType, QString>& templates) override;
+        const QMap<actionDetails::DetailsType, QString>& templates) override;
 
     /**
      * Flushes, then deletes every row whose id is MaxRows or more below the
@@ -153,7 +155,7 @@ public:
 
     /// Writes one action at once, outside the queue and any transaction; its row id or -1.
     int __TEST_ONLY_AddActionCommitImmediate(action::ActionType type, QString relatedItemInfo,
-                                             QString relatedItemName, SyncDetails details);
+        QString relatedItemName, SyncDetails details);
 
 public Q_SLOTS:
     /// Starts the batch timer unless one runs. Connected to RequestStartTimer (queued).
