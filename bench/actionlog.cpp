@@ -1,0 +1,205 @@
+// Flush throughput of the action log against the raw sqlite3 C API.
+//
+// Ours: N actions are queued (not timed), then Flush() writes them in one
+// transaction through the query wrappers, announcing each row. Reference: the
+// same N rows inserted with one prepared statement in one transaction, on a
+// file with the same table and the same journal settings. Both clear the table
+// between iterations, untimed. Printed: rows per second of each and their ratio.
+
+#include "Sync/SyncCore/ActionLog.h"
+#include "database/SqliteDatabaseFactory.h"
+#include "interfaces/IQSqlQueryWrapper.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace sync::core;
+
+namespace {
+
+QTemporaryDir& benchDir()
+{
+    static QTemporaryDir dir;
+    return dir;
+}
+
+std::shared_ptr<SqliteDatabaseFactory> openFactory(const QString& name)
+{
+    auto factory = SqliteDatabaseFactory::Open(benchDir().filePath(name));
+    if (!factory || !factory->CreateActionLogTable())
+        return nullptr;
+    return factory;
+}
+
+QString itemPath(int i)
+{
+    return QStringLiteral("/home/user/Sync/Documents/report-%1.odt").arg(i);
+}
+
+QString itemName(int i)
+{
+    return QStringLiteral("report-%1.odt").arg(i);
+}
+
+void BM_ActionLogFlush(benchmark::State& state)
+{
+    const int rows = int(state.range(0));
+    auto factory = openFactory(QStringLiteral("ours-%1.sqlite").arg(rows));
+    if (!factory) {
+        state.SkipWithError("cannot open the database");
+        return;
+    }
+    ActionLog log(factory);
+    std::vector<QString> details;
+    for (int i = 0; i < rows; ++i)
+        details.push_back(log.BuildDetailsXml(actionDetails::HttpNotFound, { itemPath(i) }));
+
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto clear = factory->CreateQuery();
+        clear->prepare(QStringLiteral("DELETE FROM ActionLog"));
+        clear->exec();
+        clear.reset();
+        for (int i = 0; i < rows; ++i)
+            log.AddAction(
+                action::DownloadFailed, itemPath(i), itemName(i), SyncDetails(details[size_t(i)]));
+        state.ResumeTiming();
+        log.Flush();
+    }
+    state.SetItemsProcessed(state.iterations() * rows);
+}
+
+void BM_RawSqlite(benchmark::State& state)
+{
+    const int rows = int(state.range(0));
+    const QString path = benchDir().filePath(QStringLiteral("raw-%1.sqlite").arg(rows));
+    if (!openFactory(QStringLiteral("raw-%1.sqlite").arg(rows))) { // same table as ours
+        state.SkipWithError("cannot create the database");
+        return;
+    }
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READWRITE, nullptr)
+        != SQLITE_OK) {
+        state.SkipWithError("cannot open the database");
+        sqlite3_close(db);
+        return;
+    }
+    sqlite3_exec(
+        db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr, nullptr, nullptr);
+
+    // The same row values, already encoded: the reference does nothing but insert.
+    ActionLog builder(nullptr);
+    const std::string stamp
+        = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toStdString();
+    std::vector<std::string> infos, names, details;
+    for (int i = 0; i < rows; ++i) {
+        infos.push_back(itemPath(i).toStdString());
+        names.push_back(itemName(i).toStdString());
+        details.push_back(
+            builder.BuildDetailsXml(actionDetails::HttpNotFound, { itemPath(i) }).toStdString());
+    }
+
+    for (auto _ : state) {
+        state.PauseTiming();
+        sqlite3_exec(db, "DELETE FROM ActionLog", nullptr, nullptr, nullptr);
+        state.ResumeTiming();
+        sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+        sqlite3_stmt* insert = nullptr;
+        sqlite3_prepare_v2(db,
+            "INSERT INTO ActionLog (actionType, relatedItemName, relatedItemInfo, timestamp, "
+            "details) "
+            "VALUES (?1, ?2, ?3, ?4, ?5)",
+            -1, &insert, nullptr);
+        for (int i = 0; i < rows; ++i) {
+            sqlite3_bind_int(insert, 1, int(action::DownloadFailed));
+            sqlite3_bind_text(
+                insert, 2, names[size_t(i)].c_str(), int(names[size_t(i)].size()), SQLITE_STATIC);
+            sqlite3_bind_text(
+                insert, 3, infos[size_t(i)].c_str(), int(infos[size_t(i)].size()), SQLITE_STATIC);
+            sqlite3_bind_text(insert, 4, stamp.c_str(), int(stamp.size()), SQLITE_STATIC);
+            sqlite3_bind_text(insert, 5, details[size_t(i)].c_str(), int(details[size_t(i)].size()),
+                SQLITE_STATIC);
+            if (sqlite3_step(insert) != SQLITE_DONE)
+                state.SkipWithError("insert failed");
+            sqlite3_reset(insert);
+        }
+        sqlite3_finalize(insert);
+        sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+    }
+    sqlite3_close(db);
+    state.SetItemsProcessed(state.iterations() * rows);
+}
+
+// Medians of five runs: the machine is shared, single runs wander.
+BENCHMARK(BM_ActionLogFlush)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_RawSqlite)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+
+/// Prints as usual and keeps each run's rows per second for the summary.
+class CollectingReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            const auto it = run.counters.find("items_per_second");
+            if (it != run.counters.end() && !run.error_occurred)
+                rates[run.benchmark_name()] = it->second.value;
+        }
+    }
+    std::map<std::string, double> rates;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    CollectingReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+
+    std::printf("\nmedians of 5 runs\n%-8s %16s %16s %8s\n", "rows", "ActionLog rows/s",
+        "sqlite3 rows/s", "ratio");
+    // Run names read "BM_X/<rows>/repeats:5/real_time_median".
+    auto median = [&reporter](const std::string& benchmark, const std::string& rows) {
+        const std::string prefix = benchmark + "/" + rows + "/";
+        for (const auto& [name, rate] : reporter.rates) {
+            if (name.compare(0, prefix.size(), prefix) == 0 && name.size() > 7
+                && name.compare(name.size() - 7, 7, "_median") == 0)
+                return rate;
+        }
+        return 0.0;
+    };
+    for (const char* rows : { "1000", "100000" }) {
+        const double ours = median("BM_ActionLogFlush", rows);
+        const double raw = median("BM_RawSqlite", rows);
+        if (ours <= 0 || raw <= 0)
+            continue;
+        std::printf("%-8s %16.0f %16.0f %7.2fx  (target >= 0.50x)\n", rows, ours, raw, ours / raw);
+    }
+    return 0;
+}
