@@ -74,6 +74,7 @@ enum DetailsType : qint32 {
     ConflictCopy = 9, ///< arg 0: the item, arg 1: the name of the copy
     LocalDiskFull = 10, ///< arg 0: the folder
     FileInUse = 11, ///< arg 0: the item path
+    FileTransferred = 12, ///< arg 0: the item path, arg 1: its size in bytes
     HttpServerError = 15, ///< 400, 500, 503; arg 0: the status code in decimal
     HttpInsufficientStorage = 18, ///< 507; arg 0: caller's text
     HttpMethodNotAllowed = 21, ///< 405; arg 0: caller's text

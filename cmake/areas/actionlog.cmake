@@ -18,7 +18,10 @@ if(TARGET actionlogconcurrenttest)
     add_dependencies(actionlogconcurrenttest actionlogflushhelper)
 endif()
 
-synccore_add_tool_sources(tools/synccore/CommandsActionLog.cpp)
+synccore_add_tool_sources(
+    tools/synccore/ActionLogText.h
+    tools/synccore/ActionLogText.cpp
+    tools/synccore/CommandsActionLog.cpp)
 synccore_add_test(actionlogtooltest SOURCES tests/actionlogtooltest.cpp)
 if(TARGET actionlogtooltest AND TARGET synccore)
     add_dependencies(actionlogtooltest synccore)

@@ -52,6 +52,9 @@ bool stdoutIsTerminal();
 QString takeOption(QStringList& args, const QString& name, bool* found = nullptr);
 /// Removes a "--name" flag from @p args and returns whether it was there.
 bool takeFlag(QStringList& args, const QString& name);
+/// The settings key under which the tool's commands read the exclusion override.
+inline constexpr char kExclusionSettingsKey[] = "UploadDownloadExclusions";
+
 /// Default database file of the tool: under the user's data folder.
 QString defaultDatabasePath();
 

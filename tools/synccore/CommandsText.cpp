@@ -7,7 +7,7 @@
 namespace {
 
 // The setting the tool reads its override from unless told otherwise.
-const char defaultExclusionKey[] = "UploadDownloadExclusions";
+const char* const defaultExclusionKey = tool::kExclusionSettingsKey;
 
 } // namespace
 

@@ -1,0 +1,205 @@
+// synccore sync and history end to end: the real tool on real folders.
+
+#include "TestUtil.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace {
+
+class SyncCommandTest : public ::testing::Test
+{
+protected:
+    QString tool() const { return testutil::builtExecutable(QStringLiteral("synccore")); }
+    QString src(const QString& rel = QString()) const { return dir.filePath(QStringLiteral("src/") + rel); }
+    QString dst(const QString& rel = QString()) const { return dir.filePath(QStringLiteral("dst/") + rel); }
+    QStringList common() const
+    {
+        return {QStringLiteral("--db"), dir.filePath(QStringLiteral("log.sqlite")),
+                QStringLiteral("--log"), dir.filePath(QStringLiteral("sync.log"))};
+    }
+
+    void SetUp() override
+    {
+        ASSERT_FALSE(dir.write(QStringLiteral("src/docs/a.txt"), "alpha\n").isEmpty());
+        dir.write(QStringLiteral("src/docs/b & c.md"), "beta & gamma\n");
+        dir.write(QStringLiteral("src/nested/deeper/data.csv"), "1,2,3\n");
+        dir.write(QStringLiteral("src/big.bin"), QByteArray(3 * 1024 * 1024 + 7, 'z'));
+        dir.write(QStringLiteral("src/Thumbs.db"), "thumbs");
+        dir.write(QStringLiteral("src/report.bak"), "backup");
+        dir.write(QStringLiteral("src/old.bak/inside.txt"), "in an excluded folder");
+    }
+
+    /// One pass with --json; the parsed summary.
+    QJsonObject pass(int expectedExit = 0)
+    {
+        const auto r = testutil::run(tool(), QStringList{QStringLiteral("sync"), src(), dst(), QStringLiteral("--json")} + common());
+        EXPECT_EQ(r.exitCode, expectedExit) << r.err.constData();
+        return QJsonDocument::fromJson(r.out).object();
+    }
+
+    QJsonArray history()
+    {
+        const auto r = testutil::run(tool(), {QStringLiteral("history"), QStringLiteral("--json"), QStringLiteral("--db"),
+                                              dir.filePath(QStringLiteral("log.sqlite"))});
+        EXPECT_EQ(r.exitCode, 0) << r.err.constData();
+        return QJsonDocument::fromJson(r.out).array();
+    }
+
+    int countOf(const QJsonArray& rows, const QString& typeName, const QString& item = QString())
+    {
+        int n = 0;
+        for (const auto& v : rows) {
+            const QJsonObject o = v.toObject();
+            n += o.value(QStringLiteral("typeName")).toString() == typeName
+                 && (item.isEmpty() || o.value(QStringLiteral("item")).toString() == item);
+        }
+        return n;
+    }
+
+    /// Every file below the target, relative; working files included.
+    QStringList targetFiles() const
+    {
+        QStringList files;
+        QDirIterator it(dst(), QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+        while (it.hasNext())
+            files << QDir(dst()).relativeFilePath(it.next());
+        files.sort();
+        return files;
+    }
+
+    testutil::TempDir dir;
+};
+
+} // namespace
+
+TEST_F(SyncCommandTest, MirrorsThenCopiesOnlyWhatChanged)
+{
+    QJsonObject s = pass();
+    EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 4);
+    EXPECT_EQ(s.value(QStringLiteral("excluded")).toInt(), 3);
+    const QStringList expected{QStringLiteral("big.bin"), QStringLiteral("docs/a.txt"),
+                               QStringLiteral("docs/b & c.md"), QStringLiteral("nested/deeper/data.csv")};
+    EXPECT_EQ(targetFiles(), expected);
+    for (const QString& f : expected)
+        EXPECT_EQ(testutil::readFile(dst(f)), testutil::readFile(src(f))) << f.toStdString();
+
+    s = pass();
+    EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 0);
+    EXPECT_EQ(s.value(QStringLiteral("unchanged")).toInt(), 4);
+
+    // A changed file replaces its old copy; no backup or download companion stays.
+    dir.write(QStringLiteral("src/docs/a.txt"), "alpha, changed\n");
+    s = pass();
+    EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 1);
+    EXPECT_EQ(testutil::readFile(dst(QStringLiteral("docs/a.txt"))), QByteArray("alpha, changed\n"));
+    EXPECT_EQ(targetFiles(), expected);
+    EXPECT_FALSE(QFileInfo::exists(dst(QStringLiteral("docs/.{SyncTemp}"))));
+
+    const QJsonArray rows = history();
+    EXPECT_EQ(countOf(rows, QStringLiteral("FileUploaded")), 5);
+    EXPECT_EQ(countOf(rows, QStringLiteral("FileUploaded"), QStringLiteral("docs/a.txt")), 2);
+    EXPECT_EQ(countOf(rows, QStringLiteral("ItemSkipped")), 9);
+    // Details resolve to text, names with markup characters included.
+    bool sawAmpersand = false;
+    for (const auto& v : rows) {
+        const QJsonObject o = v.toObject();
+        if (o.value(QStringLiteral("item")).toString() == QStringLiteral("docs/b & c.md"))
+            sawAmpersand = o.value(QStringLiteral("details")).toString()
+                           == QStringLiteral("docs/b & c.md (13 bytes) was copied.");
+    }
+    EXPECT_TRUE(sawAmpersand);
+}
+
+TEST_F(SyncCommandTest, UnreadableFileIsRecordedAndThePassGoesOn)
+{
+    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("nowhere")), src(QStringLiteral("docs/dangling.txt"))));
+    const QJsonObject s = pass(1);
+    EXPECT_EQ(s.value(QStringLiteral("failed")).toInt(), 1);
+    EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 4);
+    EXPECT_TRUE(s.value(QStringLiteral("failures")).toArray().first().toString().startsWith(
+        QStringLiteral("docs/dangling.txt: cannot read")));
+    EXPECT_EQ(countOf(history(), QStringLiteral("UploadFailed"), QStringLiteral("docs/dangling.txt")), 1);
+}
+
+TEST_F(SyncCommandTest, RefusesFoldersInsideEachOther)
+{
+    const struct { QString source, target; } rows[] = {
+        {src(), src(QStringLiteral("docs/mirror"))},
+        {src(QStringLiteral("nested")), src()},
+        {src(), src()},
+        {src(QStringLiteral("missing")), dst()},
+    };
+    for (const auto& row : rows) {
+        const auto r = testutil::run(tool(), QStringList{QStringLiteral("sync"), row.source, row.target} + common());
+        EXPECT_EQ(r.exitCode, 1) << row.source.toStdString() << " -> " << row.target.toStdString();
+        EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
+    }
+    EXPECT_FALSE(QFileInfo::exists(src(QStringLiteral("docs/mirror"))));
+}
+
+TEST_F(SyncCommandTest, WatchIsWokenAndStopsOnSigterm)
+{
+    QProcess service;
+    service.start(tool(), QStringList{QStringLiteral("sync"), src(), dst(), QStringLiteral("--watch"),
+                                      QStringLiteral("--interval"), QStringLiteral("3600")} + common());
+    ASSERT_TRUE(service.waitForStarted());
+    QByteArray out;
+    auto waitForSummaries = [&](int count) {
+        for (int i = 0; i < 300 && out.count("files:") < count; ++i) {
+            service.waitForReadyRead(100);
+            out += service.readAllStandardOutput();
+        }
+        return out.count("files:") >= count;
+    };
+    ASSERT_TRUE(waitForSummaries(1)) << out.constData();
+    ASSERT_TRUE(QFileInfo::exists(dst(QStringLiteral("docs/a.txt"))));
+
+    dir.write(QStringLiteral("src/late.txt"), "added while watching\n");
+    const auto woke = testutil::run(tool(), {QStringLiteral("wake"), QStringLiteral("--pid"),
+                                             QString::number(service.processId())});
+    EXPECT_EQ(woke.exitCode, 0) << woke.err.constData();
+    ASSERT_TRUE(waitForSummaries(2)) << out.constData();
+    EXPECT_EQ(testutil::readFile(dst(QStringLiteral("late.txt"))), QByteArray("added while watching\n"));
+
+    ::kill(pid_t(service.processId()), SIGTERM);
+    ASSERT_TRUE(service.waitForFinished(5000));
+    EXPECT_EQ(service.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(service.exitCode(), 0);
+    EXPECT_EQ(countOf(history(), QStringLiteral("FileUploaded"), QStringLiteral("late.txt")), 1);
+}
+
+TEST_F(SyncCommandTest, SigtermMidPassLeavesOnlyWholeFiles)
+{
+    for (int i = 0; i < 1500; ++i)
+        dir.write(QStringLiteral("src/many/f%1.dat").arg(i, 4, 10, QLatin1Char('0')), QByteArray(8192, char('a' + i % 26)));
+    QProcess pass;
+    pass.start(tool(), QStringList{QStringLiteral("sync"), src(), dst(), QStringLiteral("--json")} + common());
+    ASSERT_TRUE(pass.waitForStarted());
+    // Stop it as soon as the first file has arrived.
+    for (int i = 0; i < 2000 && targetFiles().isEmpty(); ++i)
+        QThread::msleep(5);
+    ::kill(pid_t(pass.processId()), SIGTERM);
+    ASSERT_TRUE(pass.waitForFinished(30000));
+    EXPECT_EQ(pass.exitCode(), 0) << pass.readAllStandardError().constData();
+    const QJsonObject s = QJsonDocument::fromJson(pass.readAllStandardOutput()).object();
+    EXPECT_TRUE(s.value(QStringLiteral("interrupted")).toBool());
+
+    const QStringList files = targetFiles();
+    EXPECT_LT(files.size(), 1504);
+    for (const QString& f : files) {
+        EXPECT_FALSE(f.contains(QStringLiteral(".DWN")) || f.endsWith(QStringLiteral(".bak"))) << f.toStdString();
+        EXPECT_EQ(testutil::readFile(dst(f)), testutil::readFile(src(f))) << f.toStdString();
+    }
+    // The log was flushed: one upload record for each file that arrived.
+    EXPECT_EQ(countOf(history(), QStringLiteral("FileUploaded")), files.size());
+}

@@ -1,0 +1,206 @@
+#include "SyncPass.h"
+
+#include "CloudUtil/GeneralUtil.h"
+#include "Sync/SyncCore/Consts.h"
+#include "Sync/SyncCore/FileNameMatcher.h"
+#include "Sync/SyncCore/QFileWrapper.h"
+#include "interfaces/IActionLog.h"
+#include "interfaces/ICheckForExit.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+
+using Tessaron::CloudUtil::GeneralUtil;
+using namespace sync::core;
+
+namespace tool {
+
+// The log puts details arguments into its document as they stand; names with
+// '&' or '<' are common, so every argument is escaped here and the document
+// still parses when it is shown.
+
+SyncPass::SyncPass(sync::interf::IActionLog& log, FileNameMatcher& matcher,
+                   sync::interf::ICheckForExit& exit)
+    : _log(log)
+    , _matcher(matcher)
+    , _exit(exit)
+{
+}
+
+void SyncPass::setProgressCallback(std::function<void(const SyncProgress&)> callback)
+{
+    _progress = std::move(callback);
+}
+
+QString SyncPass::PrepareFolders(QString& source, QString& target)
+{
+    source = GeneralUtil::CleanPath(QFileInfo(source).absoluteFilePath());
+    target = GeneralUtil::CleanPath(QFileInfo(target).absoluteFilePath());
+    const QFileInfo sourceInfo(source);
+    if (!sourceInfo.isDir())
+        return QStringLiteral("source %1 is not a folder").arg(source);
+    if (GeneralUtil::IsParentOrSamePath(source, target))
+        return QStringLiteral("target %1 lies inside source %2").arg(target, source);
+    if (GeneralUtil::IsParentPath(target, source))
+        return QStringLiteral("source %1 lies inside target %2").arg(source, target);
+    const QFileInfo targetInfo(target);
+    if (targetInfo.exists() && !targetInfo.isDir())
+        return QStringLiteral("target %1 exists and is not a folder").arg(target);
+    if (!targetInfo.exists() && !QDir().mkpath(target))
+        return QStringLiteral("cannot create target folder %1").arg(target);
+    return QString();
+}
+
+SyncSummary SyncPass::Run(const QString& source, const QString& target)
+{
+    QElapsedTimer clock;
+    clock.start();
+    SyncSummary summary;
+    _workingFolders.clear();
+
+    QList<Item> items;
+    _Collect(source, source, items, summary);
+    summary.files += int(items.size());
+    for (const Item& item : items)
+        summary.bytesTotal += item.size;
+
+    SyncProgress progress;
+    progress.filesTotal = summary.files;
+    progress.bytesTotal = summary.bytesTotal;
+    for (const Item& item : items) {
+        // Between files, never inside one: a file is either put in place whole or not at all.
+        if (_exit.IsCanceling()) {
+            summary.interrupted = true;
+            break;
+        }
+        _SyncFile(source, target, item, summary);
+        ++progress.filesDone;
+        progress.bytesDone += item.size;
+        if (_progress)
+            _progress(progress);
+    }
+
+    // The download companions are gone; their working folders need not stay.
+    for (const QString& folder : qAsConst(_workingFolders))
+        QDir().rmdir(folder);
+
+    _log.Flush();
+    summary.elapsedMs = clock.elapsed();
+    return summary;
+}
+
+void SyncPass::_Collect(const QString& root, const QString& folder, QList<Item>& items,
+                        SyncSummary& summary)
+{
+    const QFileInfoList entries = QDir(folder).entryInfoList(
+        QDir::Files | QDir::Dirs | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+        QDir::Name | QDir::DirsFirst);
+    for (const QFileInfo& entry : entries) {
+        const QString name = entry.fileName();
+        // The working folders of the sync itself are never content.
+        if (name == consts::TEMP_FOLDER_NAME || name == consts::BASE_FOLDER_NAME)
+            continue;
+        const QString relative = GeneralUtil::GetSubPath(root, entry.absoluteFilePath());
+        if (_matcher.Match(name)) {
+            ++summary.excluded;
+            _log.AddAction(action::ItemSkipped, relative, name,
+                           SyncDetails(_log.BuildDetailsXml(actionDetails::ItemExcluded, {relative.toHtmlEscaped()})));
+            continue;
+        }
+        if (entry.isDir()) {
+            // A linked folder could lead back into the tree; only real folders are walked.
+            if (!entry.isSymLink())
+                _Collect(root, entry.absoluteFilePath(), items, summary);
+            continue;
+        }
+        if (!entry.isFile() && !entry.isSymLink()) {
+            // A pipe or a device would block a reader or never end: not content.
+            Item special{relative, 0};
+            ++summary.files;
+            _Fail(special, QStringLiteral("%1 is not a regular file").arg(entry.absoluteFilePath()), summary);
+            continue;
+        }
+        // A dangling link stays in: reading it fails and is recorded with its path.
+        items.append(Item{relative, entry.size()});
+    }
+}
+
+bool SyncPass::_SyncFile(const QString& source, const QString& target, const Item& item,
+                         SyncSummary& summary)
+{
+    const QString from = source + QLatin1Char('/') + item.relative;
+    const QString to = target + QLatin1Char('/') + item.relative;
+
+    const QString sourceSum = GeneralUtil::GenerateCheckSumMD5(from);
+    if (sourceSum.isEmpty()) {
+        _Fail(item, QStringLiteral("cannot read %1").arg(from), summary);
+        return false;
+    }
+    const QFileInfo toInfo(to);
+    if (toInfo.isDir()) {
+        _Fail(item, QStringLiteral("a folder is in the way at %1").arg(to), summary);
+        return false;
+    }
+    if (toInfo.exists() && GeneralUtil::GenerateCheckSumMD5(to) == sourceSum) {
+        ++summary.unchanged;
+        return true;
+    }
+
+    // Written through the download companion first, so that a reader of the
+    // target never sees a half-written file.
+    QFileWrapper targetFile;
+    targetFile.setFileName(to);
+    const std::shared_ptr<sync::interf::IQFileWrapper> companion = targetFile.GetDownloadedTempFile();
+    const QString partial = companion ? companion->fileName() : QString();
+    if (partial.isEmpty()) {
+        _Fail(item, QStringLiteral("no download companion for %1").arg(to), summary);
+        return false;
+    }
+    const QString workingFolder = QFileInfo(partial).absolutePath();
+    if (!QFileInfo::exists(workingFolder)) {
+        if (!QDir().mkpath(workingFolder)) {
+            _Fail(item, QStringLiteral("cannot create %1").arg(workingFolder), summary);
+            return false;
+        }
+        _workingFolders.append(workingFolder);
+    }
+
+    QString error;
+    if (!GeneralUtil::CopyFile(from, partial, false, true, &error)) {
+        QFile::remove(partial);
+        _Fail(item, error.isEmpty() ? QStringLiteral("cannot write %1").arg(partial) : error, summary);
+        return false;
+    }
+    // The source may have changed while it was copied: put in place only what was checked.
+    if (GeneralUtil::GenerateCheckSumMD5(partial) != sourceSum) {
+        QFile::remove(partial);
+        _Fail(item, QStringLiteral("%1 changed while it was copied").arg(from), summary);
+        return false;
+    }
+    if (!GeneralUtil::CopyFile(partial, to, true, true, &error)) {
+        QFile::remove(partial);
+        _Fail(item, error.isEmpty() ? QStringLiteral("cannot replace %1").arg(to) : error, summary);
+        return false;
+    }
+
+    ++summary.copied;
+    summary.bytesCopied += item.size;
+    const QString name = QFileInfo(item.relative).fileName();
+    _log.AddAction(action::FileUploaded, item.relative, name,
+                   SyncDetails(_log.BuildDetailsXml(actionDetails::FileTransferred,
+                                                    {item.relative.toHtmlEscaped(), QString::number(item.size)})));
+    return true;
+}
+
+void SyncPass::_Fail(const Item& item, const QString& reason, SyncSummary& summary)
+{
+    ++summary.failed;
+    summary.failures.append(QStringLiteral("%1: %2").arg(item.relative, reason));
+    const QString name = QFileInfo(item.relative).fileName();
+    _log.AddAction(action::UploadFailed, item.relative, name,
+                   SyncDetails(_log.BuildDetailsXml(actionDetails::TransferFailed,
+                                                                  {item.relative.toHtmlEscaped(), reason.toHtmlEscaped()})));
+}
+
+} // namespace tool

@@ -1,0 +1,89 @@
+#pragma once
+
+// One pass of the one-way mirror behind `synccore sync`: SOURCE plays the
+// local folder, TARGET the cloud store. Built on the library's public API only.
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+inline namespace KvSync_6_0 {
+namespace sync {
+namespace interf {
+class IActionLog;
+class ICheckForExit;
+}
+namespace core {
+class FileNameMatcher;
+}
+} // namespace sync
+} // namespace KvSync_6_0
+
+namespace tool {
+
+/// What a pass did, for the summary line and --json.
+struct SyncSummary
+{
+    int files = 0;          ///< files considered (not excluded)
+    int copied = 0;         ///< files written to the target
+    int unchanged = 0;      ///< files whose target had the same MD5
+    int excluded = 0;       ///< names the exclusion rule skipped (files and folders)
+    int failed = 0;         ///< files that could not be read or put in place
+    qint64 bytesTotal = 0;  ///< bytes of all files considered
+    qint64 bytesCopied = 0; ///< bytes of the files written
+    qint64 elapsedMs = 0;
+    bool interrupted = false; ///< the pass stopped early because the process is exiting
+    QStringList failures;     ///< "path: reason", one per failed file
+};
+
+/// Progress after each file: files and bytes done of the totals.
+struct SyncProgress
+{
+    int filesDone = 0;
+    int filesTotal = 0;
+    qint64 bytesDone = 0;
+    qint64 bytesTotal = 0;
+};
+
+class SyncPass
+{
+public:
+    SyncPass(sync::interf::IActionLog& log, sync::core::FileNameMatcher& matcher,
+             sync::interf::ICheckForExit& exit);
+
+    /// Called after every file; may be empty.
+    void setProgressCallback(std::function<void(const SyncProgress&)> callback);
+
+    /**
+     * Cleans both folder paths in place and checks that they can be mirrored:
+     * SOURCE is an existing folder, TARGET is not a file, and neither lies
+     * inside the other. Returns an error text, empty when all is well.
+     * TARGET is created when it does not exist.
+     */
+    static QString PrepareFolders(QString& source, QString& target);
+
+    /// Mirrors @p source into @p target (both prepared). Stops between files once exiting.
+    SyncSummary Run(const QString& source, const QString& target);
+
+private:
+    struct Item
+    {
+        QString relative; ///< path below the source, '/'-separated
+        qint64 size = 0;
+    };
+
+    void _Collect(const QString& root, const QString& folder, QList<Item>& items,
+                  SyncSummary& summary);
+    bool _SyncFile(const QString& source, const QString& target, const Item& item,
+                   SyncSummary& summary);
+    void _Fail(const Item& item, const QString& reason, SyncSummary& summary);
+
+    sync::interf::IActionLog& _log;
+    sync::core::FileNameMatcher& _matcher;
+    sync::interf::ICheckForExit& _exit;
+    std::function<void(const SyncProgress&)> _progress;
+    QStringList _workingFolders;
+};
+
+} // namespace tool
