@@ -280,12 +280,12 @@ SYNCCORE_COMMAND("history", "[--db FILE] [--json] [--limit N]",
         return 0;
     }
     for (const sync::core::SyncAction& a : std::as_const(actions)) {
+        // The details name the item already; the bare item only when there are none.
         const QString details = tool::detailsText(*log, a.details);
-        tool::out(QStringLiteral("%1  %2  %3  %4%5")
+        tool::out(QStringLiteral("%1  %2  %3  %4")
                       .arg(a.id, 5)
                       .arg(tool::localTime(a), tool::actionTypeName(a.actionType).leftJustified(13),
-                           a.relatedItemInfo,
-                           details.isEmpty() ? QString() : QStringLiteral("  - ") + details));
+                           details.isEmpty() ? a.relatedItemInfo : details));
     }
     if (actions.isEmpty())
         tool::out(QStringLiteral("(no actions)"));
