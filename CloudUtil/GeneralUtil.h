@@ -151,7 +151,8 @@ public:
      * Creates the target's folder when missing. An existing target is refused unless
      * @p overwrite is set; then it is first renamed to "<target>.bak" (or the first free
      * "<target>_N.bak", N from 2) and removed only after the copy succeeded.
-     * With @p move the source is removed after a complete copy, never before.
+     * With @p move the source is removed after a complete copy, never before; within one file
+     * system (and for a source that is not a link) the move is a rename.
      *
      * @param error when not null, receives a text for the failures that explain
      *        themselves; it is never cleared, so an earlier text survives a silent failure.

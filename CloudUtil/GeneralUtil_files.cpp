@@ -89,13 +89,21 @@ bool GeneralUtil::CopyFile(QString source, QString target, bool move, bool overw
     }
 
     QFile sourceFile(source);
-    if (!sourceFile.copy(target)) {
+    // A move of a plain file within one file system is a rename: the data is
+    // never written twice and the source is gone only once the target is
+    // complete. A linked source is copied instead (the copy takes the link's
+    // content), a folder fails in the copy as before, and any refusal
+    // (another file system, an immutable file) falls back to the copy.
+    const QFileInfo sourceInfo(source);
+    const bool renamed = move && sourceInfo.isFile() && !sourceInfo.isSymLink()
+        && !QFileInfo::exists(target) && QFile::rename(source, target);
+    if (!renamed && !sourceFile.copy(target)) {
         // The former target stays under its backup name: never restored, never removed.
         setError(error, QStringLiteral("Error: %1").arg(sourceFile.errorString().trimmed()));
         return false;
     }
 
-    if (move) {
+    if (move && !renamed) {
         // The source is complete at the target by now; only then may it go.
         sourceFile.setPermissions(QFileDevice::WriteOther);
         if (!sourceFile.remove()) {

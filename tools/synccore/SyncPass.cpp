@@ -8,6 +8,7 @@
 #include "interfaces/ICheckForExit.h"
 
 #include <QDir>
+#include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QFileInfo>
 
@@ -166,16 +167,13 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
         _workingFolders.append(workingFolder);
     }
 
+    // The companion is written and hashed in one read of the source; what is put
+    // in place must be what was compared, or the source changed meanwhile.
     QString error;
-    if (!GeneralUtil::CopyFile(from, partial, false, true, &error)) {
+    if (_WriteCompanion(from, partial, &error) != sourceSum) {
         QFile::remove(partial);
-        _Fail(item, error.isEmpty() ? QStringLiteral("cannot write %1").arg(partial) : error, summary);
-        return false;
-    }
-    // The source may have changed while it was copied: put in place only what was checked.
-    if (GeneralUtil::GenerateCheckSumMD5(partial) != sourceSum) {
-        QFile::remove(partial);
-        _Fail(item, QStringLiteral("%1 changed while it was copied").arg(from), summary);
+        _Fail(item, error.isEmpty() ? QStringLiteral("%1 changed while it was copied").arg(from) : error,
+              summary);
         return false;
     }
     if (!GeneralUtil::CopyFile(partial, to, true, true, &error)) {
@@ -191,6 +189,41 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
                    SyncDetails(_log.BuildDetailsXml(actionDetails::FileTransferred,
                                                     {item.relative.toHtmlEscaped(), QString::number(item.size)})));
     return true;
+}
+
+QString SyncPass::_WriteCompanion(const QString& from, const QString& partial, QString* error)
+{
+    QFile in(from);
+    QFile out(partial);
+    if (!in.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("cannot read %1: %2").arg(from, in.errorString());
+        return QString();
+    }
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        *error = QStringLiteral("cannot write %1: %2").arg(partial, out.errorString());
+        return QString();
+    }
+    QCryptographicHash hash(QCryptographicHash::Md5);
+    QByteArray buffer(1 << 20, Qt::Uninitialized);
+    for (;;) {
+        const qint64 n = in.read(buffer.data(), buffer.size());
+        if (n < 0) {
+            *error = QStringLiteral("cannot read %1: %2").arg(from, in.errorString());
+            return QString();
+        }
+        if (n == 0)
+            break;
+        hash.addData(QByteArrayView(buffer.constData(), n));
+        if (out.write(buffer.constData(), n) != n) {
+            *error = QStringLiteral("cannot write %1: %2").arg(partial, out.errorString());
+            return QString();
+        }
+    }
+    if (!out.flush()) {
+        *error = QStringLiteral("cannot write %1: %2").arg(partial, out.errorString());
+        return QString();
+    }
+    return QString::fromLatin1(hash.result().toHex());
 }
 
 void SyncPass::_Fail(const Item& item, const QString& reason, SyncSummary& summary)
