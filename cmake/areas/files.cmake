@@ -38,10 +38,7 @@ if(TARGET synccore)
         add_dependencies(commandsfilestest synccore)
     endif()
 endif()
-synccore_add_test(qfilewrappertest SOURCES tests/qfilewrappertest.cpp)
-synccore_add_test(qfileinfowrappertest SOURCES tests/qfileinfowrappertest.cpp)
-synccore_add_test(qdirwrappertest SOURCES tests/qdirwrappertest.cpp)
-synccore_add_test(qdiriteratorwrappertest SOURCES tests/qdiriteratorwrappertest.cpp)
+synccore_add_test(filewrapperstest SOURCES tests/filewrapperstest.cpp)
 synccore_add_test(qsharingfileenginetest
     SOURCES tests/qsharingfileenginetest.cpp tests/qsharingfileenginetest.qrc
     LIBS Qt6::CorePrivate)
