@@ -1,4 +1,5 @@
-// GeneralUtil's file operations against real files in a temporary folder.
+// File access against real files in a temporary folder: GeneralUtil's file operations
+// and the file and folder wrappers.
 //
 // The suite also runs as root, where permission bits stop nothing: failures are
 // injected with things that stop root too (a folder where a file is expected, a
@@ -7,6 +8,10 @@
 #include "TestUtil.h"
 
 #include "CloudUtil/GeneralUtil.h"
+#include "Sync/SyncCore/QDirIteratorWrapper.h"
+#include "Sync/SyncCore/QDirWrapper.h"
+#include "Sync/SyncCore/QFileInfoWrapper.h"
+#include "Sync/SyncCore/QFileWrapper.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -15,10 +20,18 @@
 #include <QProcess>
 #include <QRandomGenerator>
 
-#include <tuple>
-
 #include <gtest/gtest.h>
 
+#include <log4cplus/fileappender.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/logger.h>
+
+#include <limits>
+#include <tuple>
+#include <utility>
+
+using sync::core::QFileWrapper;
+using sync::interf::IQFileWrapper;
 using Tessaron::CloudUtil::GeneralUtil;
 
 namespace {
@@ -35,6 +48,32 @@ bool chattr(const QString& path, bool on)
 }
 
 const char* const kNoChattr = "chattr +i is not available here (file system or capability)";
+
+// What the QFileWrapper logger writes while it lives, one "LEVEL message" line each.
+struct CapturedLog
+{
+    testutil::TempDir dir;
+    log4cplus::Logger logger = log4cplus::Logger::getInstance("QFileWrapper");
+    log4cplus::SharedAppenderPtr file { new log4cplus::FileAppender(
+        dir.filePath("log").toStdString()) };
+    CapturedLog()
+    {
+        file->setLayout(std::make_unique<log4cplus::PatternLayout>("%p %m%n"));
+        logger.setLogLevel(log4cplus::TRACE_LOG_LEVEL);
+        logger.addAppender(file);
+    }
+    ~CapturedLog() { logger.removeAppender(file); }
+    QStringList lines() const
+    {
+        return QString::fromUtf8(testutil::readFile(dir.filePath("log")))
+            .split('\n', Qt::SkipEmptyParts);
+    }
+};
+
+QFileWrapper wrap(const QString& path)
+{
+    return QFileWrapper(std::make_shared<QFile>(path));
+}
 
 } // namespace
 
@@ -501,30 +540,29 @@ TEST_F(Files, SetFileVisibilityGioSeesFilesAndFoldersHiddenAndShownAgain)
 {
     if (!testutil::haveProgram("gio"))
         GTEST_SKIP() << "gio (libglib2.0-bin) is not installed";
-    // 1 hidden, 0 visible, -1 when gio cannot tell.
-    const auto gioHidden = [&](const char* name) {
-        const testutil::ProcessResult r = testutil::run(
-            "gio", { "info", "-a", "standard::is-hidden", path(QLatin1String(name)) });
-        return r.exitCode != 0 ? -1 : r.out.contains("standard::is-hidden: TRUE") ? 1 : 0;
+    // gio's verdict on a.txt, b.txt and folder: "1" hidden, "0" visible, "?" cannot tell.
+    const auto gio = [&] {
+        QString verdict;
+        for (const char* name : { "a.txt", "b.txt", "folder" }) {
+            const testutil::ProcessResult r
+                = testutil::run("gio", { "info", "-a", "standard::is-hidden", path(name) });
+            verdict += r.exitCode != 0 ? '?' : r.out.contains("is-hidden: TRUE") ? '1' : '0';
+        }
+        return verdict;
     };
     const auto set = [&](const char* name, bool visible) {
-        return GeneralUtil::SetFileVisibility(path(QLatin1String(name)), visible);
+        return GeneralUtil::SetFileVisibility(path(name), visible);
     };
     make({ "a.txt", "b.txt", "folder/" });
-    ASSERT_EQ(gioHidden("a.txt"), 0);
+    ASSERT_EQ(gio(), "000");
     ASSERT_TRUE(set("a.txt", false) && set("b.txt", false) && set("folder/", false));
-    EXPECT_EQ(gioHidden("a.txt"), 1);
-    EXPECT_EQ(gioHidden("b.txt"), 1);
-    EXPECT_EQ(gioHidden("folder"), 1);
+    EXPECT_EQ(gio(), "111");
     EXPECT_TRUE(set("a.txt", false)); // twice: listed once
     EXPECT_EQ(testutil::readFile(path(".hidden")), "a.txt\nb.txt\nfolder\n");
-
     ASSERT_TRUE(set("a.txt", true));
-    EXPECT_EQ(gioHidden("a.txt"), 0);
-    EXPECT_EQ(gioHidden("b.txt"), 1);
+    EXPECT_EQ(gio(), "011");
     ASSERT_TRUE(set("b.txt", true) && set("folder", true));
-    EXPECT_EQ(gioHidden("b.txt"), 0);
-    EXPECT_EQ(gioHidden("folder"), 0);
+    EXPECT_EQ(gio(), "000");
     EXPECT_EQ(contents(), (QStringList { "a.txt=", "b.txt=", "folder/" }))
         << "an emptied list is removed";
 }
@@ -542,4 +580,139 @@ TEST_F(Files, SetFileVisibilityKeepsForeignLinesAndDotNamesStayHidden)
     EXPECT_TRUE(GeneralUtil::SetFileVisibility(path(".dot"), false));
     EXPECT_FALSE(GeneralUtil::SetFileVisibility(path("missing"), false));
     EXPECT_FALSE(QFileInfo::exists(path("missing")));
+}
+
+// ---------------------------------------------------------------------------
+// The wrappers
+// ---------------------------------------------------------------------------
+
+TEST_F(Files, QFileWrapperCopySucceedsOnceAndThenReportsTheFileError)
+{
+    QFileWrapper wrapper = wrap(dir.write("s", "content"));
+    CapturedLog log;
+    EXPECT_EQ(wrapper.copy(path("t")), IQFileWrapper::NoError);
+    EXPECT_EQ(contents(), (QStringList { "s=content", "t=content" }));
+    EXPECT_TRUE(log.lines().isEmpty());
+
+    // QFile::copy never replaces a target.
+    EXPECT_EQ(wrapper.copy(path("t")), IQFileWrapper::CopyFailed);
+    EXPECT_EQ(int(IQFileWrapper::CopyFailed), 2);
+    EXPECT_NE(wrapper.error(), QFile::NoError);
+    EXPECT_EQ(log.lines(),
+        QStringList { QString("WARN File copy error.  QFile::FileError enum code <%1>.")
+                          .arg(int(wrapper.error())) });
+    // Kept on purpose: free space never refuses a copy.
+    EXPECT_EQ(QFileWrapper().GetFreeDiskSpace(), std::numeric_limits<qint64>::max());
+    EXPECT_EQ(wrapper.GetFreeDiskSpace(), std::numeric_limits<qint64>::max());
+}
+
+TEST_F(Files, QFileWrapperSetVisibilityTouchesOnlyWhatMustChange)
+{
+    QFileWrapper wrapper = wrap(dir.write("v.txt", "v"));
+    EXPECT_TRUE(wrapper.setVisibility(true));
+    EXPECT_EQ(contents(), QStringList { "v.txt=v" }) << "already visible: nothing written";
+    EXPECT_TRUE(wrapper.setVisibility(false) && wrapper.setVisibility(false));
+    EXPECT_EQ(contents(), (QStringList { ".hidden=v.txt\n", "v.txt=v" }));
+    EXPECT_TRUE(wrapper.setVisibility(true));
+    EXPECT_FALSE(wrap(path("missing")).setVisibility(false));
+    EXPECT_EQ(contents(), QStringList { "v.txt=v" });
+}
+
+TEST_F(Files, QFileWrapperCompanionsAreNamedAndOnlyTheTemporaryFolderIsMade)
+{
+    make({ ".{SyncTemp}/pending.TMP=keep" }); // an existing working folder
+    // File, working folder (nullptr: the download companion), extension, companion.
+    const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
+        { "a.txt", ".{SyncTemp}", "TMP", ".{SyncTemp}/a.txt.TMP" },
+        { "archive.tar.gz", ".{SyncTemp}", "TMP", ".{SyncTemp}/archive.tar.gz.TMP" },
+        { "Makefile", ".{SyncBackup}", "BASE", ".{SyncBackup}/Makefile.BASE" },
+        { "sub/deeper/d.bin", "w/x", "DELTA", "sub/deeper/w/x/d.bin.DELTA" },
+        { "down/Makefile", nullptr, nullptr, "down/.{SyncTemp}/Makefile.DWN" },
+        { "down/sub/archive.tar.gz", nullptr, nullptr, "down/sub/.{SyncTemp}/archive.tar.gz.DWN" },
+    };
+    for (const auto& [file, folderName, extension, expected] : rows) {
+        QFileWrapper wrapper = wrap(path(file));
+        const auto companion = folderName ? wrapper.GetTempFile(folderName, extension)
+                                          : wrapper.GetDownloadedTempFile();
+        ASSERT_TRUE(companion) << expected;
+        EXPECT_EQ(companion->fileName(), path(expected));
+    }
+    // Neither companions nor their files are created, nor the download folders.
+    EXPECT_EQ(contents(),
+        (QStringList { ".{SyncBackup}/", ".{SyncTemp}/pending.TMP=keep", "sub/deeper/w/x/" }));
+
+    CapturedLog log;
+    EXPECT_FALSE(QFileWrapper().GetTempFile(".{SyncTemp}", "TMP"));
+    make({ "blocker" }); // a file stands where the working folder should be
+    EXPECT_FALSE(wrap(path("a.txt")).GetTempFile("blocker", "TMP"));
+    EXPECT_EQ(log.lines(),
+        (QStringList {
+            "ERROR Failed to get temp file in QFileWrapper::GetTempFile. File name is not set",
+            "ERROR Failed to create temp folder " + path("blocker") }));
+    EXPECT_FALSE(QFileInfo::exists(QDir::current().filePath(".{SyncTemp}")));
+}
+
+TEST_F(Files, QDirWrapperRmdirClearsMetadataThenRemovesWhenEmpty)
+{
+    // What the folder "s" holds, and what is left, nothing when it goes.
+    const std::pair<QStringList, QStringList> rows[] = {
+        { {}, {} },
+        { { "s/.DS_Store", "s/desktop.ini", "s/Thumbs.db", "s/.{SyncTemp}/" }, {} },
+        { { "s/.DS_Store", "s/Thumbs.db", "s/mine.txt" }, { "s/mine.txt=" } },
+        { { "s/.{SyncTemp}/a.txt.DWN" }, { "s/.{SyncTemp}/a.txt.DWN=" } },
+        { { "s/.other" }, { "s/.other=" } },
+    };
+    for (const auto& [files, remains] : rows) {
+        SCOPED_TRACE(files.join(' ').toStdString());
+        make(QStringList { "s/" } + files);
+        EXPECT_EQ(sync::core::QDirWrapper(std::make_shared<QDir>(path("s"))).rmdir(path("s")),
+            remains.isEmpty());
+        EXPECT_EQ(contents(), remains);
+        QDir(path("s")).removeRecursively();
+    }
+    // Kept behaviour: the metadata is cleared from the wrapper's own folder, not the argument's.
+    make({ "own/.DS_Store", "other/.DS_Store" });
+    EXPECT_FALSE(sync::core::QDirWrapper(std::make_shared<QDir>(path("own"))).rmdir(path("other")));
+    EXPECT_EQ(contents(), (QStringList { "other/.DS_Store=", "own/" }));
+}
+
+TEST_F(Files, QFileInfoWrapperDiskDriveAndCreated)
+{
+    ASSERT_EQ(QDir::drives().size(), 1); // "/" alone on this platform
+    sync::core::QFileInfoWrapper info;
+    const std::pair<const char*, const char*> rows[]
+        = { { "/home/user/a.txt", "/" }, { "/", "/" }, { "relative/a.txt", "" }, { "", "" } };
+    for (const auto& [file, drive] : rows) {
+        info.setFile(file);
+        EXPECT_EQ(info.DiskDrive(), QString(drive)) << file;
+    }
+    const QDateTime before = QDateTime::currentDateTime().addSecs(-2);
+    info.setFile(dir.write("f.txt", "x"));
+    ASSERT_TRUE(info.created().isValid());
+    EXPECT_GE(info.created(), before);
+    EXPECT_LE(info.created(), QDateTime::currentDateTime().addSecs(2));
+    info.setFile(path("missing"));
+    EXPECT_FALSE(info.created().isValid());
+}
+
+TEST_F(Files, QDirIteratorWrapperHandsOutEntriesThatOutliveIt)
+{
+    make({ "a.txt=a", "sub/b.txt=bb" });
+    sync::core::QDirIteratorWrapper it(dir.path(), QDir::Files, QDirIterator::Subdirectories);
+    EXPECT_EQ(it.path(), dir.path());
+    QStringList names;
+    std::vector<std::shared_ptr<sync::interf::IQFileInfoWrapper>> infos;
+    while (it.hasNext()) {
+        const QString next = it.next();
+        EXPECT_EQ(next, it.filePath());
+        names << it.fileName();
+        infos.push_back(it.fileInfo());
+    }
+    names.sort();
+    EXPECT_EQ(names, (QStringList { "a.txt", "b.txt" }));
+    // Each entry is a copy: it still describes its own file after the iterator moved on.
+    ASSERT_EQ(infos.size(), 2u);
+    EXPECT_TRUE(infos[0]->isFile() && infos[1]->isFile());
+    EXPECT_EQ(infos[0]->size() + infos[1]->size(), 3);
+    EXPECT_NE(infos[0]->absoluteFilePath(), infos[1]->absoluteFilePath());
 }
