@@ -82,11 +82,7 @@ QFileWrapper wrap(const QString& path)
 class Files : public ::testing::Test
 {
 protected:
-    ~Files() override
-    {
-        if (!_immutable.isEmpty())
-            chattr(_immutable, false);
-    }
+    ~Files() override { _immutable.isEmpty() || chattr(_immutable, false); }
     // False when the file system or our rights do not allow the flag.
     bool makeImmutable(const QString& relative)
     {
@@ -107,20 +103,18 @@ protected:
                 dir.write(e.section('=', 0, 0), e.section('=', 1).toUtf8());
         }
     }
-    // Everything below @p relative, sorted: files with their content, folders only when empty.
-    QStringList contents(const QString& relative = QString()) const
+    // Everything in the folder, sorted: files with their content, folders only when empty.
+    QStringList contents() const
     {
-        const QDir root(QDir(dir.path()).filePath(relative));
-        const QDir::Filters all
-            = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+        const auto all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
         QStringList seen;
-        QDirIterator it(root.path(), all, QDirIterator::Subdirectories);
-        while (it.hasNext()) {
+        for (QDirIterator it(dir.path(), all, QDirIterator::Subdirectories); it.hasNext();) {
             const QString p = it.next();
+            const QString name = QDir(dir.path()).relativeFilePath(p);
             if (!it.fileInfo().isDir())
-                seen << root.relativeFilePath(p) + '=' + QString::fromUtf8(testutil::readFile(p));
+                seen << name + '=' + QString::fromUtf8(testutil::readFile(p));
             else if (QDir(p).isEmpty(all))
-                seen << root.relativeFilePath(p) + '/';
+                seen << name + '/';
         }
         seen.sort();
         return seen;
@@ -596,7 +590,6 @@ TEST_F(Files, QFileWrapperCopySucceedsOnceAndThenReportsTheFileError)
 
     // QFile::copy never replaces a target.
     EXPECT_EQ(wrapper.copy(path("t")), IQFileWrapper::CopyFailed);
-    EXPECT_EQ(int(IQFileWrapper::CopyFailed), 2);
     EXPECT_NE(wrapper.error(), QFile::NoError);
     EXPECT_EQ(log.lines(),
         QStringList { QString("WARN File copy error.  QFile::FileError enum code <%1>.")
@@ -686,11 +679,9 @@ TEST_F(Files, QFileInfoWrapperDiskDriveAndCreated)
         info.setFile(file);
         EXPECT_EQ(info.DiskDrive(), QString(drive)) << file;
     }
-    const QDateTime before = QDateTime::currentDateTime().addSecs(-2);
     info.setFile(dir.write("f.txt", "x"));
     ASSERT_TRUE(info.created().isValid());
-    EXPECT_GE(info.created(), before);
-    EXPECT_LE(info.created(), QDateTime::currentDateTime().addSecs(2));
+    EXPECT_LE(qAbs(info.created().secsTo(QDateTime::currentDateTime())), 2);
     info.setFile(path("missing"));
     EXPECT_FALSE(info.created().isValid());
 }
@@ -699,13 +690,10 @@ TEST_F(Files, QDirIteratorWrapperHandsOutEntriesThatOutliveIt)
 {
     make({ "a.txt=a", "sub/b.txt=bb" });
     sync::core::QDirIteratorWrapper it(dir.path(), QDir::Files, QDirIterator::Subdirectories);
-    EXPECT_EQ(it.path(), dir.path());
     QStringList names;
     std::vector<std::shared_ptr<sync::interf::IQFileInfoWrapper>> infos;
     while (it.hasNext()) {
-        const QString next = it.next();
-        EXPECT_EQ(next, it.filePath());
-        names << it.fileName();
+        names << QFileInfo(it.next()).fileName();
         infos.push_back(it.fileInfo());
     }
     names.sort();
