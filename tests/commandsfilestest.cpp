@@ -9,15 +9,15 @@
 namespace {
 testutil::ProcessResult synccore(const QStringList& args)
 {
-    return testutil::run(testutil::builtExecutable(QStringLiteral("synccore")), args);
+    return testutil::run(testutil::builtExecutable("synccore"), args);
 }
 } // namespace
 
 TEST(CommandsFiles, Md5PrintsLikeMd5sumAndFailsPerFile)
 {
     testutil::TempDir dir;
-    const QString a = dir.write(QStringLiteral("a"), "abc");
-    const testutil::ProcessResult r = synccore({QStringLiteral("md5"), a, dir.filePath(QStringLiteral("none"))});
+    const QString a = dir.write("a", "abc");
+    const testutil::ProcessResult r = synccore({ "md5", a, dir.filePath("none") });
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.out, "900150983cd24fb0d6963f7d28e17f72  " + a.toUtf8() + "\n");
     EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
@@ -26,19 +26,16 @@ TEST(CommandsFiles, Md5PrintsLikeMd5sumAndFailsPerFile)
 TEST(CommandsFiles, CopyReportsTheLibrarysErrorText)
 {
     testutil::TempDir dir;
-    const QString s = dir.write(QStringLiteral("s"), "new");
-    const QString t = dir.write(QStringLiteral("t"), "old");
-    testutil::ProcessResult r = synccore({QStringLiteral("copy"), s, t});
+    const QString s = dir.write("s", "new");
+    const QString t = dir.write("t", "old");
+    testutil::ProcessResult r = synccore({ "copy", s, t });
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.err, QStringLiteral("synccore: Target file %1 exists and is read-only\n").arg(t).toUtf8());
-
-    r = synccore({QStringLiteral("copy"), s, t, QStringLiteral("--overwrite"), QStringLiteral("--move")});
+    EXPECT_EQ(r.err, QString("synccore: Target file %1 exists and is read-only\n").arg(t).toUtf8());
+    r = synccore({ "copy", s, t, "--overwrite", "--move" });
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();
     EXPECT_EQ(testutil::readFile(t), "new");
     EXPECT_FALSE(QFileInfo::exists(s));
-
-    for (const QStringList& bad : {QStringList{QStringLiteral("copy"), s},
-                                   QStringList{QStringLiteral("copy"), s, t, QStringLiteral("--bogus")}}) {
+    for (const QStringList& bad : { QStringList { "copy", s }, { "copy", s, t, "--bogus" } }) {
         r = synccore(bad);
         EXPECT_EQ(r.exitCode, 2);
         EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
@@ -48,11 +45,11 @@ TEST(CommandsFiles, CopyReportsTheLibrarysErrorText)
 TEST(CommandsFiles, HideAndShowEditTheHiddenList)
 {
     testutil::TempDir dir;
-    const QString f = dir.write(QStringLiteral("f"), "x");
-    EXPECT_EQ(synccore({QStringLiteral("hide"), f}).exitCode, 0);
-    EXPECT_EQ(testutil::readFile(dir.filePath(QStringLiteral(".hidden"))), "f\n");
-    EXPECT_EQ(synccore({QStringLiteral("show"), f}).exitCode, 0);
-    EXPECT_FALSE(QFileInfo::exists(dir.filePath(QStringLiteral(".hidden"))));
-    EXPECT_EQ(synccore({QStringLiteral("show"), dir.filePath(QStringLiteral("none"))}).exitCode, 1);
-    EXPECT_EQ(synccore({QStringLiteral("hide")}).exitCode, 2);
+    const QString f = dir.write("f", "x");
+    EXPECT_EQ(synccore({ "hide", f }).exitCode, 0);
+    EXPECT_EQ(testutil::readFile(dir.filePath(".hidden")), "f\n");
+    EXPECT_EQ(synccore({ "show", f }).exitCode, 0);
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath(".hidden")));
+    EXPECT_EQ(synccore({ "show", dir.filePath("none") }).exitCode, 1);
+    EXPECT_EQ(synccore({ "hide" }).exitCode, 2);
 }

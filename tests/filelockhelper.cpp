@@ -15,33 +15,24 @@
 
 int main(int argc, char** argv)
 {
-    if (argc != 3)
-        return 2;
-    const char* mode = argv[1];
-    const int fd = ::open(argv[2], O_RDWR);
+    const int fd = argc == 3 ? ::open(argv[2], O_RDWR) : -1;
     if (fd < 0)
-        return 1;
-
-    bool ok = false;
-    if (std::strcmp(mode, "flock") == 0) {
-        ok = ::flock(fd, LOCK_EX | LOCK_NB) == 0;
-    } else if (std::strcmp(mode, "posix") == 0 || std::strcmp(mode, "ofd") == 0) {
-        struct flock lock;
-        std::memset(&lock, 0, sizeof lock);
-        lock.l_type = F_WRLCK;
-        lock.l_whence = SEEK_SET;
-        ok = ::fcntl(fd, std::strcmp(mode, "ofd") == 0 ? F_OFD_SETLK : F_SETLK, &lock) == 0;
-    } else {
+        return argc == 3 ? 1 : 2;
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    int result = 0;
+    if (std::strcmp(argv[1], "flock") == 0)
+        result = ::flock(fd, LOCK_EX | LOCK_NB);
+    else if (std::strcmp(argv[1], "posix") == 0 || std::strcmp(argv[1], "ofd") == 0)
+        result = ::fcntl(fd, std::strcmp(argv[1], "ofd") == 0 ? F_OFD_SETLK : F_SETLK, &lock);
+    else
         return 2;
-    }
-    if (!ok)
+    if (result != 0)
         return 1;
-
     std::puts("locked");
     std::fflush(stdout);
     char buffer[64];
-    while (::read(STDIN_FILENO, buffer, sizeof buffer) > 0) {
-    }
-    ::close(fd);
+    while (::read(STDIN_FILENO, buffer, sizeof buffer) > 0) { }
     return 0;
 }

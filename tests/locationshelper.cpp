@@ -21,15 +21,6 @@
 
 using Tessaron::CloudUtil::GeneralUtil;
 
-namespace {
-
-void print(const char* key, const QString& value)
-{
-    std::printf("%s=%s\n", key, value.toUtf8().constData());
-}
-
-} // namespace
-
 int main(int argc, char** argv)
 {
     QStringList args;
@@ -37,16 +28,16 @@ int main(int argc, char** argv)
         args << QString::fromLocal8Bit(argv[i]);
     const QString mode = args.value(0);
 
-    if (mode == QLatin1String("where")) {
-        print("app", GeneralUtil::GetAppFilePath());
-        print("dir", GeneralUtil::GetAppDirPath());
-        print("plugins", GeneralUtil::GetPluginsPath());
-        print("resource", GeneralUtil::GetResourcePath(args.value(1)));
-        print("service", GeneralUtil::GetNimbAppDirPath());
-        print("desktop", GeneralUtil::GetNimbDesktopAppDirPath());
+    if (mode == "where") {
+        std::printf("app=%s\ndir=%s\nplugins=%s\nresource=%s\nservice=%s\ndesktop=%s\n",
+            qPrintable(GeneralUtil::GetAppFilePath()), qPrintable(GeneralUtil::GetAppDirPath()),
+            qPrintable(GeneralUtil::GetPluginsPath()),
+            qPrintable(GeneralUtil::GetResourcePath(args.value(1))),
+            qPrintable(GeneralUtil::GetNimbAppDirPath()),
+            qPrintable(GeneralUtil::GetNimbDesktopAppDirPath()));
         return 0;
     }
-    if (mode == QLatin1String("write") && args.size() >= 2) {
+    if (mode == "write" && args.size() >= 2) {
         // Written under another name first, so the test never reads half a file.
         const QString target = args.at(1);
         QFile file(target + QStringLiteral(".part"));
@@ -57,18 +48,18 @@ int main(int argc, char** argv)
         file.close();
         return QFile::rename(file.fileName(), target) ? 0 : 4;
     }
-    if (mode == QLatin1String("sleep") && args.size() == 2) {
+    if (mode == "sleep" && args.size() == 2) {
         ::sleep(args.at(1).toUInt());
         return 0;
     }
-    if (mode == QLatin1String("crash")) {
+    if (mode == "crash") {
         // No core file in the test folder.
-        const struct rlimit none = {0, 0};
+        const struct rlimit none = { 0, 0 };
         ::setrlimit(RLIMIT_CORE, &none);
         GeneralUtil::Crash();
     }
-    if (mode == QLatin1String("autostart") && args.size() == 2)
-        return GeneralUtil::BundleAppLaunchOnStartup(args.at(1) == QLatin1String("enable")) ? 0 : 1;
+    if (mode == "autostart" && args.size() == 2)
+        return GeneralUtil::BundleAppLaunchOnStartup(args.at(1) == "enable") ? 0 : 1;
     std::fprintf(stderr, "locationshelper: bad arguments\n");
     return 2;
 }

@@ -28,9 +28,9 @@ target_sources(KvSyncCore PRIVATE
 synccore_add_tool_sources(tools/synccore/CommandsFiles.cpp)
 
 synccore_add_test_helper(filelockhelper SOURCES tests/filelockhelper.cpp)
-synccore_add_test(generalutilfilestest SOURCES tests/generalutilfilestest.cpp)
-if(TARGET generalutilfilestest)
-    add_dependencies(generalutilfilestest filelockhelper)
+synccore_add_test(filestest SOURCES tests/filestest.cpp)
+if(TARGET filestest)
+    add_dependencies(filestest filelockhelper)
 endif()
 if(TARGET synccore)
     synccore_add_test(commandsfilestest SOURCES tests/commandsfilestest.cpp)
@@ -38,10 +38,6 @@ if(TARGET synccore)
         add_dependencies(commandsfilestest synccore)
     endif()
 endif()
-synccore_add_test(qfilewrappertest SOURCES tests/qfilewrappertest.cpp)
-synccore_add_test(qfileinfowrappertest SOURCES tests/qfileinfowrappertest.cpp)
-synccore_add_test(qdirwrappertest SOURCES tests/qdirwrappertest.cpp)
-synccore_add_test(qdiriteratorwrappertest SOURCES tests/qdiriteratorwrappertest.cpp)
 synccore_add_test(qsharingfileenginetest
     SOURCES tests/qsharingfileenginetest.cpp tests/qsharingfileenginetest.qrc
     LIBS Qt6::CorePrivate)
