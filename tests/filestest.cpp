@@ -22,6 +22,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <log4cplus/fileappender.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
@@ -223,6 +225,25 @@ const CopyRow kCopyRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, CopyFile, ::testing::ValuesIn(kCopyRows),
     [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(Files, CopyFileMovesByRenameButCopiesWhatALinkPointsTo)
+{
+    make({ "s=data", "t=old", "linked=through a link" });
+    const auto inode = [&](const char* name) {
+        struct stat st {};
+        return ::stat(QFile::encodeName(path(name)).constData(), &st) == 0 ? st.st_ino : ino_t(0);
+    };
+    const ino_t before = inode("s");
+    ASSERT_TRUE(GeneralUtil::CopyFile(path("s"), path("t"), true, true, nullptr));
+    EXPECT_EQ(inode("t"), before) << "a move within one file system writes no data";
+    EXPECT_FALSE(QFileInfo::exists(path("s")));
+
+    ASSERT_TRUE(QFile::link(path("linked"), path("link")));
+    ASSERT_TRUE(GeneralUtil::CopyFile(path("link"), path("u"), true, false, nullptr));
+    EXPECT_FALSE(QFileInfo(path("u")).isSymLink());
+    EXPECT_EQ(testutil::readFile(path("u")), QByteArray("through a link"));
+    EXPECT_TRUE(QFileInfo::exists(path("linked")));
+}
 
 // ---------------------------------------------------------------------------
 // GetUniqueFile
