@@ -6,6 +6,8 @@
 #include "Sync/SyncCore/ActionLog.h"
 #include "database/SqliteDatabaseFactory.h"
 
+#include <QAbstractEventDispatcher>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QUuid>
@@ -25,6 +27,36 @@ inline std::shared_ptr<sync::core::SqliteDatabaseFactory> openDatabase(const QSt
     EXPECT_TRUE(factory && factory->CreateActionLogTable()) << qPrintable(error);
     return factory;
 }
+
+/// Records every call of the full AddAction form, the transactions a flush opens and
+/// the timers the start slot leaves running; all go through the virtual table, so
+/// this sees what the log itself does.
+class RecordingActionLog : public sync::core::ActionLog
+{
+public:
+    using ActionLog::ActionLog;
+    using ActionLog::AddAction;
+    int AddAction(sync::core::action::ActionType type, QString info, QString name,
+        sync::core::SyncDetails details) override
+    {
+        calls.append({ QString::number(type), info, name, details.details });
+        return ActionLog::AddAction(type, info, name, details);
+    }
+    bool transaction() override
+    {
+        ++transactions;
+        return ActionLog::transaction();
+    }
+    void StartTimerSlot(int timerIntervalMsec) override
+    {
+        ActionLog::StartTimerSlot(timerIntervalMsec);
+        for (const auto& timer : QAbstractEventDispatcher::instance()->registeredTimers(this))
+            timerIds.insert(timer.timerId);
+    }
+    QList<QStringList> calls; ///< type, info, name, details
+    int transactions = 0;
+    QSet<int> timerIds;
+};
 
 /// A connection of its own to a database file: what other processes would see.
 class Inspector
