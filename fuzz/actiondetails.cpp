@@ -9,90 +9,58 @@
 #include "Sync/SyncCore/SyncException.h"
 
 #include <QString>
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
-using sync::core::ActionLog;
 using sync::core::actionDetails::DetailsType;
-
-namespace {
-
-ActionLog& theLog()
-{
-    static ActionLog log(nullptr); // the details operations never touch the database
-    return log;
-}
-
-[[noreturn]] void fail(const char* what, const QString& detail)
-{
-    std::fprintf(stderr, "%s: %s\n", what, detail.toUtf8().constData());
-    std::abort();
-}
-
-// Arguments that survive a document unchanged: no markup, no whitespace-only
-// text, no place markers.
-QString safeArgument(const QString& raw)
-{
-    QString safe;
-    for (QChar c : raw) {
-        const ushort u = c.unicode();
-        if ((u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '.'
-            || u == '/')
-            safe += c;
-    }
-    return safe.isEmpty() ? QStringLiteral("x") : safe;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    ActionLog& log = theLog();
-    const QString input = QString::fromUtf8(reinterpret_cast<const char*>(data), qsizetype(size));
-    const QStringList parts = input.split(QChar(0x1f));
-
+    static sync::core::ActionLog log(nullptr); // the details operations never touch the database
+    const QStringList parts
+        = QString::fromUtf8(reinterpret_cast<const char*>(data), qsizetype(size))
+              .split(QChar(0x1f));
     QMap<DetailsType, QString> templates;
     for (int i = 1; i < parts.size(); ++i) {
-        const QString& part = parts.at(i);
-        const qsizetype colon = part.indexOf(QLatin1Char(':'));
         bool numbered = false;
-        const int key = colon > 0 ? part.left(colon).toInt(&numbered) : 0;
-        if (numbered)
-            templates.insert(DetailsType(key), part.mid(colon + 1));
-        else
-            templates.insert(DetailsType(i - 1), part);
+        const int key = parts[i].section(QLatin1Char(':'), 0, 0).toInt(&numbered);
+        templates.insert(DetailsType(numbered ? key : i - 1),
+            numbered ? parts[i].section(QLatin1Char(':'), 1) : parts[i]);
     }
-
+    QString problem;
     try {
-        const QString text = log.ResolveSyncActionDetails(parts.at(0), templates);
-        if (parts.at(0).isEmpty() || templates.isEmpty()) {
-            if (!text.isNull())
-                fail("not null for empty input", text);
-        }
+        const QString text = log.ResolveSyncActionDetails(parts[0], templates);
+        if ((parts[0].isEmpty() || templates.isEmpty()) && !text.isNull())
+            problem = QStringLiteral("not null for empty input: ") + text;
     } catch (const sync::core::SyncException& e) {
         if (e.message()
             != QLatin1String(
                 "We do not currently support sync action detail arguments of greater than 9."))
-            fail("unexpected exception", e.message());
+            problem = QStringLiteral("unexpected exception: ") + e.message();
     }
-
-    // Round trip: the parts as arguments of a built document, resolved through
-    // a template that names each in turn, come back in order.
+    // Round trip: the parts, reduced to text that survives a document unchanged,
+    // come back in order through a template that names each in turn.
     QVector<QString> args;
-    QString templ;
-    QString expected;
+    QString templ, expected;
     for (int i = 0; i < parts.size() && i < 9; ++i) {
-        args.append(safeArgument(parts.at(i)));
+        QString safe = parts[i];
+        static const QRegularExpression unsafe(QStringLiteral("[^a-zA-Z0-9./]"));
+        safe.remove(unsafe);
+        args.append(safe.isEmpty() ? QStringLiteral("x") : safe);
         templ += QLatin1Char('%') + QString::number(i + 1) + QLatin1Char('|');
         expected += args.last() + QLatin1Char('|');
     }
-    const int type = parts.at(0).size() - 5;
-    const QString document = log.BuildDetailsXml(DetailsType(type), args);
-    const QString back = log.ResolveSyncActionDetails(document, { { DetailsType(type), templ } });
-    if (back != expected)
-        fail("round trip", document + QStringLiteral(" -> ") + back);
+    const DetailsType type = DetailsType(parts[0].size() - 5);
+    const QString document = log.BuildDetailsXml(type, args);
+    if (log.ResolveSyncActionDetails(document, { { type, templ } }) != expected)
+        problem = QStringLiteral("round trip: ") + document;
+    if (!problem.isEmpty()) {
+        std::fprintf(stderr, "%s\n", problem.toUtf8().constData());
+        std::abort();
+    }
     return 0;
 }

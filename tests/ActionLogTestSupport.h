@@ -6,6 +6,8 @@
 #include "Sync/SyncCore/ActionLog.h"
 #include "database/SqliteDatabaseFactory.h"
 
+#include <QAbstractEventDispatcher>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QUuid>
@@ -21,17 +23,42 @@ namespace actionlogtest {
 inline std::shared_ptr<sync::core::SqliteDatabaseFactory> openDatabase(const QString& path)
 {
     QString error;
-    std::shared_ptr<sync::core::SqliteDatabaseFactory> factory
-        = sync::core::SqliteDatabaseFactory::Open(path, &error);
-    EXPECT_TRUE(factory) << qPrintable(error);
-    if (factory) {
-        EXPECT_TRUE(factory->CreateActionLogTable()) << qPrintable(factory->LastError());
-    }
+    auto factory = sync::core::SqliteDatabaseFactory::Open(path, &error);
+    EXPECT_TRUE(factory && factory->CreateActionLogTable()) << qPrintable(error);
     return factory;
 }
 
-/// A connection of its own to a database file, closed when the object goes away:
-/// what other processes would see, independent of the factory under test.
+/// Records every call of the full AddAction form, the transactions a flush opens and
+/// the timers the start slot leaves running; all go through the virtual table, so
+/// this sees what the log itself does.
+class RecordingActionLog : public sync::core::ActionLog
+{
+public:
+    using ActionLog::ActionLog;
+    using ActionLog::AddAction;
+    int AddAction(sync::core::action::ActionType type, QString info, QString name,
+        sync::core::SyncDetails details) override
+    {
+        calls.append({ QString::number(type), info, name, details.details });
+        return ActionLog::AddAction(type, info, name, details);
+    }
+    bool transaction() override
+    {
+        ++transactions;
+        return ActionLog::transaction();
+    }
+    void StartTimerSlot(int timerIntervalMsec) override
+    {
+        ActionLog::StartTimerSlot(timerIntervalMsec);
+        for (const auto& timer : QAbstractEventDispatcher::instance()->registeredTimers(this))
+            timerIds.insert(timer.timerId);
+    }
+    QList<QStringList> calls; ///< type, info, name, details
+    int transactions = 0;
+    QSet<int> timerIds;
+};
+
+/// A connection of its own to a database file: what other processes would see.
 class Inspector
 {
 public:
@@ -44,34 +71,34 @@ public:
     }
     ~Inspector() { QSqlDatabase::removeDatabase(_name); }
 
-    /// The first column of every row of @p sql, as integers.
-    QList<qint64> integers(const QString& sql) const
+    /// Runs @p sql; the first column of every row as text, or {"<failed>"}.
+    QStringList column(const QString& sql) const
     {
-        QList<qint64> values;
         QSqlQuery query(QSqlDatabase::database(_name, false));
         if (!query.exec(sql))
-            return { -999 };
+            return { QStringLiteral("<failed>") };
+        QStringList values;
         while (query.next())
-            values.append(query.value(0).toLongLong());
+            values.append(query.value(0).toString());
         return values;
     }
-    /// The first column of the first row of @p sql, as text.
-    QString text(const QString& sql) const
-    {
-        QSqlQuery query(QSqlDatabase::database(_name, false));
-        if (!query.exec(sql) || !query.next())
-            return QStringLiteral("<failed>");
-        return query.value(0).toString();
-    }
-    /// Runs @p sql; false when it fails.
+    QString text(const QString& sql) const { return column(sql).value(0); }
     bool exec(const QString& sql) const
     {
-        QSqlQuery query(QSqlDatabase::database(_name, false));
-        return query.exec(sql);
+        return column(sql) != QStringList(QStringLiteral("<failed>"));
     }
     QList<qint64> ids() const
     {
-        return integers(QStringLiteral("SELECT id FROM ActionLog ORDER BY id"));
+        QList<qint64> ids;
+        for (const QString& id : column(QStringLiteral("SELECT id FROM ActionLog ORDER BY id")))
+            ids.append(id.toLongLong());
+        return ids;
+    }
+    /// relatedItemInfo of every row in id order, joined with ','.
+    QString infos() const
+    {
+        return column(QStringLiteral("SELECT relatedItemInfo FROM ActionLog ORDER BY id"))
+            .join(QLatin1Char(','));
     }
 
 private:

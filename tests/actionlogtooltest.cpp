@@ -2,7 +2,6 @@
 
 #include "TestUtil.h"
 
-#include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 
@@ -10,9 +9,14 @@
 
 namespace {
 
-testutil::ProcessResult synccore(const QStringList& args)
+/// Runs "synccore log ARGS", with DB in @p args replaced by "--db @p db".
+testutil::ProcessResult log(const QString& args, const QString& db = {})
 {
-    return testutil::run(testutil::builtExecutable(QStringLiteral("synccore")), args);
+    QStringList list = QStringList { QStringLiteral("log") } + args.split(QLatin1Char(' '));
+    const qsizetype at = list.indexOf(QStringLiteral("DB"));
+    if (at >= 0)
+        list.replace(at, QStringLiteral("--db")), list.insert(at + 1, db);
+    return testutil::run(testutil::builtExecutable(QStringLiteral("synccore")), list);
 }
 
 QStringList lines(const QByteArray& out)
@@ -25,145 +29,75 @@ QStringList lines(const QByteArray& out)
 TEST(ActionLogToolTest, AddListShowRemoveTrimClear)
 {
     testutil::TempDir dir;
-    const QStringList db = { QStringLiteral("--db"), dir.filePath(QStringLiteral("tool.sqlite")) };
+    const QString db = dir.filePath(QStringLiteral("tool.sqlite"));
+    for (const char* add : { "add DB FileUploaded /home/u/a.txt a.txt",
+             "add --http 404 --message docs/b.txt DB 11 /home/u/docs/b.txt", "add --http 503 DB 10",
+             "add --details 7 --arg c.txt --arg timeout DB 10" })
+        ASSERT_EQ(log(QString::fromLatin1(add), db).exitCode, 0) << add;
 
-    testutil::ProcessResult r
-        = synccore(QStringList { QStringLiteral("log"), QStringLiteral("add") } + db
-            + QStringList { QStringLiteral("FileUploaded"), QStringLiteral("/home/u/a.txt"),
-                QStringLiteral("a.txt") });
-    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-    EXPECT_EQ(lines(r.out), QStringList { QStringLiteral("added action 1") });
-
-    r = synccore(
-        QStringList { QStringLiteral("log"), QStringLiteral("add"), QStringLiteral("--http"),
-            QStringLiteral("404"), QStringLiteral("--message"), QStringLiteral("docs/b.txt") }
-        + db + QStringList { QStringLiteral("11"), QStringLiteral("/home/u/docs/b.txt") });
-    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-    r = synccore(QStringList { QStringLiteral("log"), QStringLiteral("add"),
-                     QStringLiteral("--http"), QStringLiteral("503") }
-        + db + QStringList { QStringLiteral("10") });
-    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-    r = synccore(QStringList { QStringLiteral("log"), QStringLiteral("add"),
-                     QStringLiteral("--details"), QStringLiteral("7"), QStringLiteral("--arg"),
-                     QStringLiteral("c.txt"), QStringLiteral("--arg"), QStringLiteral("timeout") }
-        + db + QStringList { QStringLiteral("10") });
-    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-
-    r = synccore(QStringList { QStringLiteral("log"), QStringLiteral("list") } + db);
-    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-    const QStringList listed = lines(r.out);
-    ASSERT_EQ(listed.size(), 4) << r.out.constData();
+    const QStringList listed = lines(log(QStringLiteral("list DB"), db).out);
+    ASSERT_EQ(listed.size(), 4);
     EXPECT_TRUE(listed[0].startsWith(QStringLiteral("1  "))) << qPrintable(listed[0]);
-    EXPECT_TRUE(listed[0].contains(QStringLiteral("FileUploaded  /home/u/a.txt  a.txt")))
-        << qPrintable(listed[0]);
+    EXPECT_TRUE(listed[0].contains(QStringLiteral("FileUploaded  /home/u/a.txt  a.txt")));
     EXPECT_TRUE(listed[1].contains(QStringLiteral(
         "DownloadFailed  /home/u/docs/b.txt  -  Not found on the server: docs/b.txt")))
         << qPrintable(listed[1]);
     EXPECT_TRUE(listed[2].endsWith(
-        QStringLiteral("The server reported error 503. Please try again later.")))
-        << qPrintable(listed[2]);
-    EXPECT_TRUE(listed[3].endsWith(QStringLiteral("Transfer of c.txt failed: timeout")))
-        << qPrintable(listed[3]);
-
-    r = synccore(QStringList { QStringLiteral("log"), QStringLiteral("show") } + db
-        + QStringList { QStringLiteral("2") });
-    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
+        QStringLiteral("The server reported error 503. Please try again later.")));
+    EXPECT_TRUE(listed[3].endsWith(QStringLiteral("Transfer of c.txt failed: timeout")));
     EXPECT_TRUE(
-        r.out.contains("details:  <SyncActionDetails detailType=\"3\"><DetailType>3</DetailType>"
-                       "<arg position=\"0\">docs/b.txt</arg></SyncActionDetails>"))
-        << r.out.constData();
+        log(QStringLiteral("show DB 2"), db)
+            .out.contains("details:  <SyncActionDetails detailType=\"3\"><DetailType>3</DetailType>"
+                          "<arg position=\"0\">docs/b.txt</arg></SyncActionDetails>"));
 
-    r = synccore(QStringList { QStringLiteral("log"), QStringLiteral("remove") } + db
-        + QStringList { QStringLiteral("1") });
-    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
-    r = synccore(QStringList { QStringLiteral("log"), QStringLiteral("trim") } + db);
-    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
-    EXPECT_EQ(lines(r.out), QStringList { QStringLiteral("removed 0 actions, 3 kept") });
-    r = synccore(QStringList { QStringLiteral("log"), QStringLiteral("clear") } + db);
-    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
-    EXPECT_EQ(lines(r.out), QStringList { QStringLiteral("removed 3 actions") });
-    r = synccore(QStringList { QStringLiteral("log"), QStringLiteral("list") } + db);
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_TRUE(r.out.isEmpty());
-}
+    EXPECT_EQ(log(QStringLiteral("remove DB 1"), db).exitCode, 0);
+    EXPECT_EQ(lines(log(QStringLiteral("trim DB"), db).out),
+        QStringList { QStringLiteral("removed 0 actions, 3 kept") });
+    EXPECT_EQ(lines(log(QStringLiteral("clear DB"), db).out),
+        QStringList { QStringLiteral("removed 3 actions") });
+    EXPECT_TRUE(log(QStringLiteral("list DB"), db).out.isEmpty());
 
-TEST(ActionLogToolTest, DefaultDatabaseIsUnderTheUsersDataFolder)
-{
-    // The test main points XDG_DATA_HOME at a private folder.
-    const QString expected = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+    // Without --db: a file under the user's data folder (the test main points XDG_DATA_HOME at a
+    // temporary one).
+    const QString standard = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
         + QStringLiteral("/synccore/actionlog.sqlite");
-    QFile::remove(expected);
-    testutil::ProcessResult r
-        = synccore({ QStringLiteral("log"), QStringLiteral("add"), QStringLiteral("1") });
-    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-    EXPECT_TRUE(QFile::exists(expected));
-    r = synccore({ QStringLiteral("log"), QStringLiteral("list") });
-    EXPECT_EQ(lines(r.out).size(), 1);
+    QFile::remove(standard);
+    ASSERT_EQ(log(QStringLiteral("add 1")).exitCode, 0);
+    EXPECT_TRUE(QFile::exists(standard));
+    EXPECT_EQ(lines(log(QStringLiteral("list")).out).size(), 1);
 }
 
-struct BadInputRow
-{
-    const char* name;
-    QStringList args;
-    int exitCode;
-    const char* message;
-};
-
-class ActionLogToolBadInputTest : public ::testing::TestWithParam<BadInputRow>
-{
-};
-
-TEST_P(ActionLogToolBadInputTest, OneLineErrorAndNonZeroExit)
+TEST(ActionLogToolTest, BadInputGivesOneLineErrorAndNonZeroExit)
 {
     testutil::TempDir dir;
     const QString good = dir.filePath(QStringLiteral("good.sqlite"));
-    ASSERT_EQ(synccore({ QStringLiteral("log"), QStringLiteral("add"), QStringLiteral("--db"), good,
-                           QStringLiteral("1") })
-                  .exitCode,
-        0);
+    ASSERT_EQ(log(QStringLiteral("add DB 1"), good).exitCode, 0);
     const QString garbage = dir.write(QStringLiteral("garbage.sqlite"), QByteArray(4096, 'x'));
-
-    QStringList args = GetParam().args;
-    args.replaceInStrings(QStringLiteral("GOOD"), good);
-    args.replaceInStrings(QStringLiteral("GARBAGE"), garbage);
-    args.replaceInStrings(
-        QStringLiteral("MISSING"), dir.filePath(QStringLiteral("missing.sqlite")));
-    const testutil::ProcessResult r = synccore(args);
-    EXPECT_EQ(r.signal, 0) << "crashed";
-    EXPECT_EQ(r.exitCode, GetParam().exitCode);
-    const QStringList errors = lines(r.err);
-    ASSERT_EQ(errors.size(), 1) << r.err.constData();
-    EXPECT_TRUE(errors[0].startsWith(QStringLiteral("synccore: ")));
-    EXPECT_TRUE(errors[0].contains(QString::fromUtf8(GetParam().message))) << qPrintable(errors[0]);
-    EXPECT_TRUE(r.out.isEmpty());
-}
-
-#define LOG(...)                                                                                   \
-    QStringList                                                                                    \
-    {                                                                                              \
-        QStringLiteral("log"), __VA_ARGS__                                                         \
+    const QString missing = dir.filePath(QStringLiteral("missing.sqlite"));
+    const struct
+    {
+        const char* args;
+        QString db;
+        int exitCode;
+        const char* message;
+    } rows[] = { { "show DB 42", good, 1, "no action with id 42" },
+        { "remove DB 42", good, 1, "no action with id 42" },
+        { "show DB abc", good, 2, "not an action id" },
+        { "remove DB", good, 2, "expected one action id" },
+        { "add DB upload!", good, 2, "not an action type" },
+        { "add DB --http x 1", good, 2, "not an HTTP status code" },
+        { "list DB", garbage, 1, "garbage.sqlite" }, { "add DB 1", garbage, 1, "garbage.sqlite" },
+        { "list DB", missing, 1, "no action log at" },
+        { "trim DB now", good, 2, "takes no arguments" } };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.args);
+        const testutil::ProcessResult r = log(QString::fromLatin1(row.args), row.db);
+        EXPECT_EQ(r.signal, 0) << "crashed";
+        EXPECT_EQ(r.exitCode, row.exitCode);
+        const QStringList errors = lines(r.err);
+        ASSERT_EQ(errors.size(), 1) << r.err.constData();
+        EXPECT_TRUE(errors[0].startsWith(QStringLiteral("synccore: ")));
+        EXPECT_TRUE(errors[0].contains(QString::fromUtf8(row.message))) << qPrintable(errors[0]);
+        EXPECT_TRUE(r.out.isEmpty());
     }
-#define S(x) QStringLiteral(x)
-
-INSTANTIATE_TEST_SUITE_P(Tool, ActionLogToolBadInputTest,
-    ::testing::Values(BadInputRow { "UnknownId", LOG(S("show"), S("--db"), S("GOOD"), S("42")), 1,
-                          "no action with id 42" },
-        BadInputRow { "RemoveUnknownId", LOG(S("remove"), S("--db"), S("GOOD"), S("42")), 1,
-            "no action with id 42" },
-        BadInputRow {
-            "NonNumericId", LOG(S("show"), S("--db"), S("GOOD"), S("abc")), 2, "not an action id" },
-        BadInputRow { "NoId", LOG(S("remove"), S("--db"), S("GOOD")), 2, "expected one action id" },
-        BadInputRow { "NonNumericType", LOG(S("add"), S("--db"), S("GOOD"), S("upload!")), 2,
-            "not an action type" },
-        BadInputRow { "BadHttpCode",
-            LOG(S("add"), S("--db"), S("GOOD"), S("--http"), S("x"), S("1")), 2,
-            "not an HTTP status code" },
-        BadInputRow {
-            "UnreadableDatabase", LOG(S("list"), S("--db"), S("GARBAGE")), 1, "garbage.sqlite" },
-        BadInputRow { "UnreadableDatabaseOnAdd", LOG(S("add"), S("--db"), S("GARBAGE"), S("1")), 1,
-            "garbage.sqlite" },
-        BadInputRow {
-            "MissingDatabase", LOG(S("list"), S("--db"), S("MISSING")), 1, "no action log at" },
-        BadInputRow { "ExtraArgument", LOG(S("trim"), S("--db"), S("GOOD"), S("now")), 2,
-            "takes no arguments" }),
-    [](const ::testing::TestParamInfo<BadInputRow>& info) { return std::string(info.param.name); });
+}

@@ -14,25 +14,14 @@
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList args = app.arguments();
-    if (args.size() != 2) {
-        std::fprintf(stderr, "usage: sqliteopenhelper <database file>\n");
+    const gid_t nobody = 65534;
+    if (app.arguments().size() != 2
+        || (::geteuid() == 0
+            && (::setgroups(0, nullptr) != 0 || ::setgid(nobody) != 0 || ::setuid(nobody) != 0)))
         return 2;
-    }
-    if (::geteuid() == 0) {
-        const gid_t nobodyGroup = 65534;
-        const uid_t nobody = 65534;
-        if (::setgroups(0, nullptr) != 0 || ::setgid(nobodyGroup) != 0 || ::setuid(nobody) != 0) {
-            std::fprintf(stderr, "cannot drop root privileges\n");
-            return 3;
-        }
-    }
     QString error;
-    const auto factory = sync::core::SqliteDatabaseFactory::Open(args.at(1), &error);
-    if (factory) {
-        std::printf("opened\n");
-        return 0;
-    }
-    std::printf("%s\n", error.toUtf8().constData());
-    return 1;
+    const bool opened
+        = bool(sync::core::SqliteDatabaseFactory::Open(app.arguments().at(1), &error));
+    std::printf("%s\n", opened ? "opened" : error.toUtf8().constData());
+    return opened ? 0 : 1;
 }
