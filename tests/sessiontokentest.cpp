@@ -18,36 +18,19 @@ using namespace sync::core;
 
 namespace {
 
-struct TokenRow
+TEST(SessionTokenTest, WritesNameAndProcess)
 {
-    const char* name;
-    QByteArray login;
-    qint64 pid;
-    const char* token;
-};
-
-void PrintTo(const TokenRow& row, std::ostream* os)
-{
-    *os << row.name;
+    const struct
+    {
+        QByteArray login;
+        qint64 pid;
+        const char* token;
+    } rows[] = { { "user1", 4711, "user1-4711" }, { "dom/user", 1, "dom-user-1" },
+        { "/a//b/", 70000, "-a--b--70000" }, { "dom\\user", 9, "dom\\user-9" },
+        { "", 42, "None-42" } };
+    for (const auto& row : rows)
+        EXPECT_EQ(__TEST_ONLY_MakeSessionToken(row.login, row.pid), QString::fromLatin1(row.token));
 }
-
-class SessionTokenFormatTest : public ::testing::TestWithParam<TokenRow>
-{
-};
-
-TEST_P(SessionTokenFormatTest, WritesNameAndProcess)
-{
-    const TokenRow& row = GetParam();
-    EXPECT_EQ(__TEST_ONLY_MakeSessionToken(row.login, row.pid), QString::fromLatin1(row.token));
-}
-
-INSTANTIATE_TEST_SUITE_P(Names, SessionTokenFormatTest,
-    ::testing::Values(TokenRow { "plain", "user1", 4711, "user1-4711" },
-        TokenRow { "slash", "dom/user", 1, "dom-user-1" },
-        TokenRow { "slashesEverywhere", "/a//b/", 70000, "-a--b--70000" },
-        TokenRow { "backslashKept", "dom\\user", 9, "dom\\user-9" },
-        TokenRow { "noName", "", 42, "None-42" },
-        TokenRow { "largePid", "u", 4194304, "u-4194304" }));
 
 /// The effective user's name as the system's own tool reports it.
 QString idUserName()
@@ -58,31 +41,14 @@ QString idUserName()
     return QString::fromLocal8Bit(r.out).trimmed();
 }
 
-struct HelperOutput
-{
-    QString token;
-    qint64 pid = -1;
-    QString sessionLogin;
-};
-
-HelperOutput parse(const QByteArray& out)
-{
-    const QList<QByteArray> lines = out.split('\n');
-    HelperOutput h;
-    if (lines.size() >= 3) {
-        h.token = QString::fromUtf8(lines[0]);
-        h.pid = lines[1].toLongLong();
-        h.sessionLogin = QString::fromUtf8(lines[2]);
-    }
-    return h;
-}
-
-HelperOutput runHelper(const QStringList& args)
+/// The helper's lines: token, process id, login name of its session (may be empty).
+QStringList runHelper(const QStringList& args)
 {
     const testutil::ProcessResult r
         = testutil::run(testutil::builtExecutable(QStringLiteral("sessiontokenhelper")), args);
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();
-    return parse(r.out);
+    const QStringList lines = QString::fromUtf8(r.out).split(QLatin1Char('\n'));
+    return lines.size() >= 3 ? lines : QStringList { QString(), QString(), QString() };
 }
 
 TEST(SessionTokenTest, ThisProcessGetsItsNameAndNumber)
@@ -90,50 +56,42 @@ TEST(SessionTokenTest, ThisProcessGetsItsNameAndNumber)
     const QString token = GetSessionAndUserUniqueToken();
     const QString suffix = QStringLiteral("-%1").arg(QCoreApplication::applicationPid());
     ASSERT_TRUE(token.endsWith(suffix)) << token.toStdString();
-    const QString name = token.chopped(suffix.size());
-    EXPECT_FALSE(name.contains(QLatin1Char('/')));
     const QByteArray login = platform::SessionLoginName();
-    if (login.isEmpty())
-        EXPECT_EQ(name, idUserName()); // no login session here: the effective user
-    else
-        EXPECT_EQ(name, QString::fromLatin1(login).replace(QLatin1Char('/'), QLatin1Char('-')));
+    // Without a login session here: the effective user.
+    EXPECT_EQ(token.chopped(suffix.size()),
+        login.isEmpty() ? idUserName()
+                        : QString::fromLatin1(login).replace(QLatin1Char('/'), QLatin1Char('-')));
     EXPECT_EQ(GetSessionAndUserUniqueToken(), token);
 }
 
 TEST(SessionTokenTest, TwoProcessesGetDifferentTokens)
 {
     // Both run at once, so the system cannot hand them the same number.
-    QProcess a, b;
-    const QString helper = testutil::builtExecutable(QStringLiteral("sessiontokenhelper"));
-    a.start(helper, {});
-    b.start(helper, {});
-    ASSERT_TRUE(a.waitForStarted());
-    ASSERT_TRUE(b.waitForStarted());
-    const qint64 pidA = a.processId();
-    const qint64 pidB = b.processId();
-    ASSERT_TRUE(a.waitForFinished());
-    ASSERT_TRUE(b.waitForFinished());
-    const HelperOutput outA = parse(a.readAllStandardOutput());
-    const HelperOutput outB = parse(b.readAllStandardOutput());
-    EXPECT_EQ(outA.pid, pidA);
-    EXPECT_EQ(outB.pid, pidB);
-    EXPECT_EQ(
-        outA.token, outA.token.section(QLatin1Char('-'), 0, -2) + QStringLiteral("-%1").arg(pidA));
-    EXPECT_EQ(
-        outB.token, outB.token.section(QLatin1Char('-'), 0, -2) + QStringLiteral("-%1").arg(pidB));
-    EXPECT_NE(outA.token, outB.token);
+    QProcess p[2];
+    qint64 pid[2];
+    QString token[2];
+    for (int i = 0; i < 2; ++i)
+        p[i].start(testutil::builtExecutable(QStringLiteral("sessiontokenhelper")), {});
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(p[i].waitForStarted());
+        pid[i] = p[i].processId();
+    }
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(p[i].waitForFinished());
+        token[i] = QString::fromUtf8(p[i].readAllStandardOutput()).section(QLatin1Char('\n'), 0, 0);
+        EXPECT_TRUE(token[i].endsWith(QStringLiteral("-%1").arg(pid[i]))) << token[i].toStdString();
+    }
+    EXPECT_NE(token[0], token[1]);
     // Same user: only the process part differs.
-    EXPECT_EQ(
-        outA.token.section(QLatin1Char('-'), 0, -2), outB.token.section(QLatin1Char('-'), 0, -2));
+    EXPECT_EQ(token[0].section(QLatin1Char('-'), 0, -2), token[1].section(QLatin1Char('-'), 0, -2));
 }
 
 TEST(SessionTokenTest, WithoutLoginSessionTheEffectiveUserIsUsed)
 {
-    const HelperOutput out = runHelper({ QStringLiteral("--setsid") });
-    ASSERT_GT(out.pid, 0);
+    const QStringList out = runHelper({ QStringLiteral("--setsid") });
     // Where the kernel keeps an audit login id, getlogin_r still answers after setsid.
-    const QString expectedName = out.sessionLogin.isEmpty() ? idUserName() : out.sessionLogin;
-    EXPECT_EQ(out.token, QStringLiteral("%1-%2").arg(expectedName).arg(out.pid));
+    const QString expectedName = out[2].isEmpty() ? idUserName() : out[2];
+    EXPECT_EQ(out[0], QStringLiteral("%1-%2").arg(expectedName, out[1]));
 }
 
 TEST(SessionTokenTest, WithoutLoginSessionOrUserEntryTheNameIsNone)
@@ -141,13 +99,12 @@ TEST(SessionTokenTest, WithoutLoginSessionOrUserEntryTheNameIsNone)
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root to become a user without a user database entry";
     // A uid far outside any normal range, with no entry in the user database.
-    const HelperOutput out = runHelper(
+    const QStringList out = runHelper(
         { QStringLiteral("--setsid"), QStringLiteral("--uid"), QStringLiteral("3999999") });
-    ASSERT_GT(out.pid, 0);
-    if (!out.sessionLogin.isEmpty())
+    if (!out[2].isEmpty())
         GTEST_SKIP() << "the session keeps a login name (audit login id set): "
-                     << out.sessionLogin.toStdString();
-    EXPECT_EQ(out.token, QStringLiteral("None-%1").arg(out.pid));
+                     << out[2].toStdString();
+    EXPECT_EQ(out[0], QStringLiteral("None-%1").arg(out[1]));
 }
 
 } // namespace
