@@ -33,7 +33,7 @@ TEST(CryptographicHashTest, EqualsCoreutilsAroundTheChunkSize)
     sync::interf::ICryptographicHash& viaInterface = hash;
     for (qsizetype size : { 0, 3, 32767, 32768, 32769, 3 * 32768 + 5 }) {
         SCOPED_TRACE(size);
-        std::mt19937 rng(unsigned(size));
+        std::mt19937 rng { unsigned(size) };
         QByteArray content(size, '\0');
         for (char& c : content)
             c = char(rng());

@@ -28,7 +28,7 @@ TEST(StoredValueTest, LayoutMatchesOpenSslAndReadsBack)
     {
         QString text;
         qsizetype storedBytes;
-        QString back; // the text up to its first zero character
+        QString back; // the text up to its first zero character (Decrypt cuts there)
         const char* fixed; // made once with the openssl command: values already on disk
     } rows[] = {
         { QString(), 0, QString(), nullptr },
@@ -45,7 +45,7 @@ TEST(StoredValueTest, LayoutMatchesOpenSslAndReadsBack)
         { QString::fromUtf8("€€€€€€"), 32, QString::fromUtf8("€€€€€€"), nullptr },
         { QString(77, QLatin1Char('x')), 80, QString(77, QLatin1Char('x')), nullptr },
         { withZero, 16, QStringLiteral("abc"), nullptr },
-        { QChar(0) + QStringLiteral("hidden"), 0, QStringLiteral(""), nullptr },
+        { QChar(0) + QStringLiteral("hidden"), 16, QStringLiteral(""), nullptr },
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text.toStdString());
@@ -54,11 +54,12 @@ TEST(StoredValueTest, LayoutMatchesOpenSslAndReadsBack)
         const QByteArray bytes = stored.toByteArray();
         EXPECT_EQ(bytes.size(), row.storedBytes);
         // AES-128-CBC, zero IV, no padding of its own, over the zero-padded UTF-8.
-        QByteArray padded = row.back.toUtf8();
+        QByteArray padded = row.text.toUtf8();
         padded.append(QByteArray((16 - padded.size() % 16) % 16, '\0'));
         EXPECT_EQ(bytes.toHex(), opensslref::aes(storedFormatKey, padded, true, true).toHex());
-        if (row.fixed)
+        if (row.fixed) {
             EXPECT_EQ(bytes.toHex(), QByteArray(row.fixed));
+        }
         const QString back = crypto::Decrypt(stored);
         EXPECT_FALSE(back.isNull());
         EXPECT_EQ(back, row.back);

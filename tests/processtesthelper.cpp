@@ -1,10 +1,11 @@
 // A second process for the process-coordination tests.
 //
-//   processtesthelper wake PID [LOGIN [UID GID]]
-//       wakes the service PID (of LOGIN) once, after dropping to UID/GID when
-//       given; prints the result; exit 0 woken, 3 no service, 4 not permitted, 5 failed
-//   processtesthelper stale NAME COUNT
-//       leaves a semaphore "/NAME" with COUNT pending posts and dies by SIGKILL,
+//   processtesthelper wake PID [LOGIN [UID]]
+//       wakes the service PID (of LOGIN) once, after dropping to user and group
+//       UID when given; prints the result; exit 0 woken, 3 no service,
+//       4 not permitted, 5 failed
+//   processtesthelper stale NAME
+//       leaves a semaphore "/NAME" with three pending posts and dies by SIGKILL,
 //       as a service killed before it could clean up
 //   processtesthelper connected
 //       prints how many network interfaces are up and the network status
@@ -27,80 +28,56 @@
 
 using sync::syncService::WakeupSignalsWrapper;
 
-namespace {
-
-int wake(int argc, char** argv)
-{
-    const qint64 pid = QByteArray(argv[2]).toLongLong();
-    const QString login = argc > 3 ? QString::fromUtf8(argv[3]) : QString();
-    if (argc > 5) {
-        const gid_t gid = gid_t(QByteArray(argv[5]).toUInt());
-        const uid_t uid = uid_t(QByteArray(argv[4]).toUInt());
-        if (::setgroups(0, nullptr) != 0 || ::setgid(gid) != 0 || ::setuid(uid) != 0) {
-            std::perror("dropping privileges");
-            return 2;
-        }
-    }
-    QString reason;
-    switch (WakeupSignalsWrapper::WakeService(pid, login, &reason)) {
-    case WakeupSignalsWrapper::WakeResult::Woken:
-        std::puts("woken");
-        return 0;
-    case WakeupSignalsWrapper::WakeResult::NoService:
-        std::printf("no service: %s\n", qPrintable(reason));
-        return 3;
-    case WakeupSignalsWrapper::WakeResult::NotPermitted:
-        std::printf("not permitted: %s\n", qPrintable(reason));
-        return 4;
-    case WakeupSignalsWrapper::WakeResult::Failed:
-        break;
-    }
-    std::printf("failed: %s\n", qPrintable(reason));
-    return 5;
-}
-
-int stale(char** argv)
-{
-    const QByteArray name = '/' + QByteArray(argv[2]);
-    const unsigned count = QByteArray(argv[3]).toUInt();
-    sem_t* semaphore = ::sem_open(name.constData(), O_CREAT, S_IRUSR | S_IWUSR, count);
-    if (semaphore == SEM_FAILED) {
-        std::perror("sem_open");
-        return 2;
-    }
-    std::fflush(stdout);
-    ::raise(SIGKILL);
-    return 2;
-}
-
-int connected()
-{
-    int up = 0;
-    ifaddrs* list = nullptr;
-    if (::getifaddrs(&list) == 0) {
-        for (ifaddrs* i = list; i; i = i->ifa_next) {
-            if (i->ifa_flags & IFF_UP)
-                ++up;
-        }
-        ::freeifaddrs(list);
-    }
-    std::printf("interfaces up: %d\nconnected: %d\n", up,
-        sync::core::ConnectedToNetwork().IsConnected() ? 1 : 0);
-    return 0;
-}
-
-} // namespace
-
 int main(int argc, char** argv)
 {
     const QByteArray command = argc > 1 ? QByteArray(argv[1]) : QByteArray();
-    if (command == "wake" && (argc == 3 || argc == 4 || argc == 6))
-        return wake(argc, argv);
-    if (command == "stale" && argc == 4)
-        return stale(argv);
-    if (command == "connected" && argc == 2)
-        return connected();
-    std::fprintf(
-        stderr, "usage: %s wake PID [LOGIN [UID GID]] | stale NAME COUNT | connected\n", argv[0]);
+    if (command == "wake" && argc >= 3 && argc <= 5) {
+        const auto id = argc > 4 ? QByteArray(argv[4]).toUInt() : 0u;
+        if (argc > 4 && (::setgroups(0, nullptr) != 0 || ::setgid(id) != 0 || ::setuid(id) != 0)) {
+            std::perror("dropping privileges");
+            return 2;
+        }
+        QString reason;
+        const auto result = WakeupSignalsWrapper::WakeService(QByteArray(argv[2]).toLongLong(),
+            argc > 3 ? QString::fromUtf8(argv[3]) : QString(), &reason);
+        const struct
+        {
+            WakeupSignalsWrapper::WakeResult result;
+            int exitCode;
+            const char* text;
+        } rows[] = { { WakeupSignalsWrapper::WakeResult::Woken, 0, "woken" },
+            { WakeupSignalsWrapper::WakeResult::NoService, 3, "no service" },
+            { WakeupSignalsWrapper::WakeResult::NotPermitted, 4, "not permitted" } };
+        for (const auto& row : rows) {
+            if (row.result == result) {
+                std::printf("%s: %s\n", row.text, qPrintable(reason));
+                return row.exitCode;
+            }
+        }
+        std::printf("failed: %s\n", qPrintable(reason));
+        return 5;
+    }
+    if (command == "stale" && argc == 3) {
+        if (::sem_open(
+                QByteArray('/' + QByteArray(argv[2])).constData(), O_CREAT, S_IRUSR | S_IWUSR, 3u)
+            == SEM_FAILED) {
+            std::perror("sem_open");
+            return 2;
+        }
+        ::raise(SIGKILL);
+    }
+    if (command == "connected" && argc == 2) {
+        int up = 0;
+        ifaddrs* list = nullptr;
+        if (::getifaddrs(&list) == 0) {
+            for (ifaddrs* i = list; i; i = i->ifa_next)
+                up += (i->ifa_flags & IFF_UP) ? 1 : 0;
+            ::freeifaddrs(list);
+        }
+        std::printf("interfaces up: %d\nconnected: %d\n", up,
+            sync::core::ConnectedToNetwork().IsConnected() ? 1 : 0);
+        return 0;
+    }
+    std::fprintf(stderr, "usage: %s wake PID [LOGIN [UID]] | stale NAME | connected\n", argv[0]);
     return 2;
 }
