@@ -23,7 +23,6 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <semaphore.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using sync::syncService::WakeupSignalsWrapper;
@@ -38,33 +37,17 @@ int main(int argc, char** argv)
             return 2;
         }
         QString reason;
-        const auto result = WakeupSignalsWrapper::WakeService(QByteArray(argv[2]).toLongLong(),
-            argc > 3 ? QString::fromUtf8(argv[3]) : QString(), &reason);
-        const struct
-        {
-            WakeupSignalsWrapper::WakeResult result;
-            int exitCode;
-            const char* text;
-        } rows[] = { { WakeupSignalsWrapper::WakeResult::Woken, 0, "woken" },
-            { WakeupSignalsWrapper::WakeResult::NoService, 3, "no service" },
-            { WakeupSignalsWrapper::WakeResult::NotPermitted, 4, "not permitted" } };
-        for (const auto& row : rows) {
-            if (row.result == result) {
-                std::printf("%s: %s\n", row.text, qPrintable(reason));
-                return row.exitCode;
-            }
-        }
-        std::printf("failed: %s\n", qPrintable(reason));
-        return 5;
+        const int result = int(WakeupSignalsWrapper::WakeService(QByteArray(argv[2]).toLongLong(),
+            argc > 3 ? QString::fromUtf8(argv[3]) : QString(), &reason));
+        const char* names[] = { "woken", "no service", "not permitted", "failed" }; // WakeResult
+        std::printf("%s: %s\n", names[result], qPrintable(reason));
+        return result == 0 ? 0 : 2 + result;
     }
     if (command == "stale" && argc == 3) {
-        if (::sem_open(
-                QByteArray('/' + QByteArray(argv[2])).constData(), O_CREAT, S_IRUSR | S_IWUSR, 3u)
-            == SEM_FAILED) {
-            std::perror("sem_open");
-            return 2;
-        }
-        ::raise(SIGKILL);
+        if (::sem_open(('/' + QByteArray(argv[2])).constData(), O_CREAT, 0600, 3u) != SEM_FAILED)
+            ::raise(SIGKILL);
+        std::perror("sem_open");
+        return 2;
     }
     if (command == "connected" && argc == 2) {
         int up = 0;

@@ -5,14 +5,13 @@
 #include "Sync/SyncCore/SessionToken.h"
 
 #include "TestUtil.h"
-#include "platform/Platform.h"
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QProcess>
 
 #include <unistd.h>
+#include <vector>
 
 using namespace sync::core;
 
@@ -41,57 +40,46 @@ QString idUserName()
     return QString::fromLocal8Bit(r.out).trimmed();
 }
 
-/// The helper's lines: token, process id, login name of its session (may be empty).
-QStringList runHelper(const QStringList& args)
+/// Runs @p count helpers at once (so the system cannot hand them the same number);
+/// each gives its token, its process id and the login name of its session (may be empty).
+std::vector<QStringList> runHelpers(int count, const QStringList& args = {})
 {
-    const testutil::ProcessResult r
-        = testutil::run(testutil::builtExecutable(QStringLiteral("sessiontokenhelper")), args);
-    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
-    const QStringList lines = QString::fromUtf8(r.out).split(QLatin1Char('\n'));
-    return lines.size() >= 3 ? lines : QStringList { QString(), QString(), QString() };
+    std::vector<QProcess> processes(static_cast<size_t>(count));
+    for (QProcess& p : processes)
+        p.start(testutil::builtExecutable(QStringLiteral("sessiontokenhelper")), args);
+    std::vector<QStringList> lines;
+    for (QProcess& p : processes) {
+        EXPECT_TRUE(p.waitForFinished());
+        EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().constData();
+        lines.push_back(QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n')));
+        if (lines.back().size() < 3)
+            lines.back() = QStringList { QStringLiteral("no output"), QString(), QString() };
+    }
+    return lines;
 }
 
-TEST(SessionTokenTest, ThisProcessGetsItsNameAndNumber)
+/// The session's login name with "/" replaced or, without a login session, the effective user's
+/// name; then the process id.
+QString expectedToken(QStringList lines)
 {
-    const QString token = GetSessionAndUserUniqueToken();
-    const QString suffix = QStringLiteral("-%1").arg(QCoreApplication::applicationPid());
-    ASSERT_TRUE(token.endsWith(suffix)) << token.toStdString();
-    const QByteArray login = platform::SessionLoginName();
-    // Without a login session here: the effective user.
-    EXPECT_EQ(token.chopped(suffix.size()),
-        login.isEmpty() ? idUserName()
-                        : QString::fromLatin1(login).replace(QLatin1Char('/'), QLatin1Char('-')));
-    EXPECT_EQ(GetSessionAndUserUniqueToken(), token);
+    const QString name
+        = lines[2].isEmpty() ? idUserName() : lines[2].replace(QLatin1Char('/'), QLatin1Char('-'));
+    return name + QLatin1Char('-') + lines[1];
 }
 
-TEST(SessionTokenTest, TwoProcessesGetDifferentTokens)
+TEST(SessionTokenTest, TwoProcessesGetTheirOwnTokens)
 {
-    // Both run at once, so the system cannot hand them the same number.
-    QProcess p[2];
-    qint64 pid[2];
-    QString token[2];
-    for (int i = 0; i < 2; ++i)
-        p[i].start(testutil::builtExecutable(QStringLiteral("sessiontokenhelper")), {});
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_TRUE(p[i].waitForStarted());
-        pid[i] = p[i].processId();
-    }
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_TRUE(p[i].waitForFinished());
-        token[i] = QString::fromUtf8(p[i].readAllStandardOutput()).section(QLatin1Char('\n'), 0, 0);
-        EXPECT_TRUE(token[i].endsWith(QStringLiteral("-%1").arg(pid[i]))) << token[i].toStdString();
-    }
-    EXPECT_NE(token[0], token[1]);
-    // Same user: only the process part differs.
-    EXPECT_EQ(token[0].section(QLatin1Char('-'), 0, -2), token[1].section(QLatin1Char('-'), 0, -2));
+    const std::vector<QStringList> out = runHelpers(2);
+    EXPECT_EQ(out[0][0], expectedToken(out[0]));
+    EXPECT_EQ(out[1][0], expectedToken(out[1]));
+    EXPECT_NE(out[0][0], out[1][0]);
 }
 
 TEST(SessionTokenTest, WithoutLoginSessionTheEffectiveUserIsUsed)
 {
-    const QStringList out = runHelper({ QStringLiteral("--setsid") });
     // Where the kernel keeps an audit login id, getlogin_r still answers after setsid.
-    const QString expectedName = out[2].isEmpty() ? idUserName() : out[2];
-    EXPECT_EQ(out[0], QStringLiteral("%1-%2").arg(expectedName, out[1]));
+    const QStringList out = runHelpers(1, { QStringLiteral("--setsid") })[0];
+    EXPECT_EQ(out[0], expectedToken(out));
 }
 
 TEST(SessionTokenTest, WithoutLoginSessionOrUserEntryTheNameIsNone)
@@ -99,8 +87,8 @@ TEST(SessionTokenTest, WithoutLoginSessionOrUserEntryTheNameIsNone)
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root to become a user without a user database entry";
     // A uid far outside any normal range, with no entry in the user database.
-    const QStringList out = runHelper(
-        { QStringLiteral("--setsid"), QStringLiteral("--uid"), QStringLiteral("3999999") });
+    const QStringList out = runHelpers(
+        1, { QStringLiteral("--setsid"), QStringLiteral("--uid"), QStringLiteral("3999999") })[0];
     if (!out[2].isEmpty())
         GTEST_SKIP() << "the session keeps a login name (audit login id set): "
                      << out[2].toStdString();

@@ -66,33 +66,6 @@ QString ownLoginName()
         .section(QLatin1Char('-'), 0, -2);
 }
 
-// Counts Awaken() on the wrapper thread. With the gate closed that thread is
-// held inside its Awaken(), so posts made meanwhile arrive while it is busy.
-struct AwakenCounter
-{
-    explicit AwakenCounter(WakeupSignalsWrapper& wrapper)
-    {
-        QObject::connect(
-            &wrapper, &WakeupSignalsWrapper::Awaken, &wrapper,
-            [this] {
-                ++count;
-                seen.release();
-                gate.acquire();
-                gate.release();
-            },
-            Qt::DirectConnection);
-    }
-    /// Waits (bounded) until at least @p n Awaken() were seen; returns the count then.
-    int waitFor(int n)
-    {
-        if (seen.tryAcquire(n, 10000))
-            seen.release(n);
-        return count;
-    }
-    std::atomic<int> count { 0 };
-    QSemaphore seen, gate { 1 }; // gate.acquire() closes it, gate.release() opens it
-};
-
 // Copies the "sync" logger's events, as "level|file|function|message" lines, while it lives.
 class LogFile
 {
@@ -134,9 +107,30 @@ private:
     std::atomic<std::size_t> _calls { 0 };
 };
 
+// Counts Awaken() on the wrapper thread. With the gate closed that thread is
+// held inside its Awaken(), so posts made meanwhile arrive while it is busy.
 class WakeupTest : public ::testing::Test
 {
 protected:
+    WakeupTest()
+    {
+        QObject::connect(
+            &_wrapper, &WakeupSignalsWrapper::Awaken, &_wrapper,
+            [this] {
+                ++_count;
+                _seen.release();
+                _gate.acquire(); // the test holds it to keep the thread busy
+                _gate.release();
+            },
+            Qt::DirectConnection);
+    }
+    /// Waits (bounded) until at least @p n Awaken() were seen; returns the count then.
+    int waitFor(int n)
+    {
+        if (_seen.tryAcquire(n, 10000))
+            _seen.release(n);
+        return _count;
+    }
     void TearDown() override
     {
         stop();
@@ -162,6 +156,8 @@ protected:
 
     std::shared_ptr<ExitManager> _exit = std::make_shared<ExitManager>();
     TestableWrapper _wrapper { _exit };
+    std::atomic<int> _count { 0 };
+    QSemaphore _seen, _gate { 1 };
 };
 
 TEST(WakeupNameTest, BuiltFromTheSessionTokenOnBothSides)
@@ -194,12 +190,11 @@ TEST_F(WakeupTest, ExitBeforeStartStillReplacesAndRemovesTheSemaphore)
         O_CREAT, S_IRUSR | S_IWUSR, 1u);
     ASSERT_NE(left, SEM_FAILED);
     ::sem_close(left);
-    AwakenCounter counter(_wrapper);
     _exit->Exit();
     _wrapper.start();
     ASSERT_TRUE(_wrapper.wait(3 * WakeupSignalsWrapper::WAIT_SLICE_MS));
     EXPECT_FALSE(QFileInfo::exists(semaphoreFile()));
-    EXPECT_EQ(counter.count.load(), 0);
+    EXPECT_EQ(_count.load(), 0);
 }
 
 TEST_F(WakeupTest, AnotherProcessWakesTheOwnersEventLoop)
@@ -229,18 +224,17 @@ TEST_F(WakeupTest, AnotherProcessWakesTheOwnersEventLoop)
 
 TEST_F(WakeupTest, EveryPostWhileBusyGivesItsOwnAwaken)
 {
-    AwakenCounter counter(_wrapper);
     startAndWaitForSemaphore();
-    counter.gate.acquire();
+    _gate.acquire();
     ASSERT_EQ(wake(), WakeResult::Woken);
-    ASSERT_EQ(counter.waitFor(1), 1);
+    ASSERT_EQ(waitFor(1), 1);
     // The thread is now held inside its first Awaken(): these three are counted, not lost.
     for (int i = 0; i < 3; ++i)
         ASSERT_EQ(wake(), WakeResult::Woken);
-    counter.gate.release();
-    EXPECT_EQ(counter.waitFor(4), 4);
+    _gate.release();
+    EXPECT_EQ(waitFor(4), 4);
     ASSERT_TRUE(stop());
-    EXPECT_EQ(counter.count.load(), 4);
+    EXPECT_EQ(_count.load(), 4);
 }
 
 TEST_F(WakeupTest, FailedWaitsAreLoggedAndTheLoopGoesOn)
@@ -248,10 +242,9 @@ TEST_F(WakeupTest, FailedWaitsAreLoggedAndTheLoopGoesOn)
     LogFile log;
     _wrapper.throwers = { [] { throw sync::core::SyncException(QStringLiteral("disk on fire")); },
         [] { throw 42; } };
-    AwakenCounter counter(_wrapper);
     startAndWaitForSemaphore();
     ASSERT_EQ(wake(), WakeResult::Woken);
-    EXPECT_EQ(counter.waitFor(1), 1) << "the thread did not survive the failures";
+    EXPECT_EQ(waitFor(1), 1) << "the thread did not survive the failures";
     ASSERT_TRUE(stop());
     const QList<QByteArray> lines = log.lines();
     ASSERT_EQ(lines.size(), 2);
@@ -273,7 +266,6 @@ TEST_F(WakeupTest, FailureToCreateIsLoggedAndSurvived)
 {
     ASSERT_TRUE(QDir().mkdir(semaphoreFile()));
     LogFile log;
-    AwakenCounter counter(_wrapper);
     _wrapper.start();
     EXPECT_TRUE(waitUntil([&] { return log.lines().size() >= 2; }));
     EXPECT_TRUE(_wrapper.isRunning());
@@ -285,14 +277,13 @@ TEST_F(WakeupTest, FailureToCreateIsLoggedAndSurvived)
     EXPECT_TRUE(lines[0].endsWith("|Failed to create shared wakeup semaphore:"))
         << lines[0].constData();
     EXPECT_TRUE(lines[1].endsWith(QByteArray("|") + std::strerror(EEXIST))) << lines[1].constData();
-    EXPECT_EQ(counter.count.load(), 0);
+    EXPECT_EQ(_count.load(), 0);
 }
 
 TEST_F(WakeupTest, AnotherUserCannotWake)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "running a process under another user id needs root";
-    AwakenCounter counter(_wrapper);
     startAndWaitForSemaphore();
     // The helper starts as root and drops to nobody before it opens the semaphore.
     const auto r = helper({ QStringLiteral("wake"), QString::number(ownPid), ownLoginName(),
@@ -300,7 +291,7 @@ TEST_F(WakeupTest, AnotherUserCannotWake)
     EXPECT_EQ(r.exitCode, 4) << r.out.constData() << r.err.constData();
     EXPECT_TRUE(r.out.startsWith("not permitted")) << r.out.constData();
     ASSERT_TRUE(stop());
-    EXPECT_EQ(counter.count.load(), 0);
+    EXPECT_EQ(_count.load(), 0);
 }
 
 // The one long test: 10 s of real waiting without a post. A service of our
@@ -313,19 +304,18 @@ TEST_F(WakeupTest, StaleSemaphoreOfAKilledServiceGivesNoWakeup)
     // Held open, the old semaphore shows whether anyone took its posts.
     sem_t* old = ::sem_open(('/' + WakeupSignalsWrapper::SharedMemoryName.toUtf8()).constData(), 0);
     ASSERT_NE(old, SEM_FAILED);
-    AwakenCounter counter(_wrapper);
     _wrapper.start();
     QThread::sleep(10);
-    EXPECT_EQ(counter.count.load(), 0);
+    EXPECT_EQ(_count.load(), 0);
     int oldCount = -1;
     ::sem_getvalue(old, &oldCount);
     ::sem_close(old);
     EXPECT_EQ(oldCount, 3);
     EXPECT_TRUE(_wrapper.isRunning());
     ASSERT_EQ(wake(), WakeResult::Woken);
-    EXPECT_EQ(counter.waitFor(1), 1);
+    EXPECT_EQ(waitFor(1), 1);
     ASSERT_TRUE(stop());
-    EXPECT_EQ(counter.count.load(), 1);
+    EXPECT_EQ(_count.load(), 1);
     EXPECT_FALSE(QFileInfo::exists(semaphoreFile()));
 }
 
