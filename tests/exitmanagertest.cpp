@@ -1,16 +1,13 @@
 // ExitManager: the state table, signal order, racing raises from many threads;
-// ConnectedToNetwork in a process without any network.
+// ConnectedToNetwork's fixed answer.
 
 #include "Sync/SyncCore/ConnectedToNetwork.h"
 #include "Sync/SyncCore/ExitManager.h"
-
-#include "TestUtil.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using sync::core::ExitManager;
@@ -113,21 +110,10 @@ TEST(ExitManagerConcurrencyTest, RacingRaisesEmitOncePerRaise)
     }
 }
 
-// The answer is fixed on purpose: checked in a process whose only network is a
-// fresh namespace with nothing up (not even loopback).
-TEST(ConnectedToNetworkTest, ConnectedEvenWithoutAnyNetwork)
+// Kept on purpose: the answer is fixed, whatever the interfaces say.
+TEST(ConnectedToNetworkTest, AlwaysConnected)
 {
     EXPECT_TRUE(sync::core::ConnectedToNetwork().IsConnected());
-    if (::geteuid() != 0 || !testutil::haveProgram(QStringLiteral("unshare")))
-        GTEST_SKIP()
-            << "a process without network needs root and unshare (a new network namespace)";
-    const auto r = testutil::run(QStringLiteral("unshare"),
-        { QStringLiteral("--net"), testutil::builtExecutable(QStringLiteral("processtesthelper")),
-            QStringLiteral("connected") });
-    if (r.exitCode != 0 && r.err.contains("unshare failed"))
-        GTEST_SKIP() << "new network namespaces are not allowed here: " << r.err.constData();
-    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
-    EXPECT_EQ(r.out.trimmed(), QByteArray("interfaces up: 0\nconnected: 1")) << r.out.constData();
 }
 
 } // namespace

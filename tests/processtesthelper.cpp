@@ -7,10 +7,7 @@
 //   processtesthelper stale NAME
 //       leaves a semaphore "/NAME" with three pending posts and dies by SIGKILL,
 //       as a service killed before it could clean up
-//   processtesthelper connected
-//       prints how many network interfaces are up and the network status
 
-#include "Sync/SyncCore/ConnectedToNetwork.h"
 #include "Sync/SyncCore/WakeupSignalsWrapper.h"
 
 #include <QByteArray>
@@ -20,8 +17,6 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <grp.h>
-#include <ifaddrs.h>
-#include <net/if.h>
 #include <semaphore.h>
 #include <unistd.h>
 
@@ -49,18 +44,6 @@ int main(int argc, char** argv)
         std::perror("sem_open");
         return 2;
     }
-    if (command == "connected" && argc == 2) {
-        int up = 0;
-        ifaddrs* list = nullptr;
-        if (::getifaddrs(&list) == 0) {
-            for (ifaddrs* i = list; i; i = i->ifa_next)
-                up += (i->ifa_flags & IFF_UP) ? 1 : 0;
-            ::freeifaddrs(list);
-        }
-        std::printf("interfaces up: %d\nconnected: %d\n", up,
-            sync::core::ConnectedToNetwork().IsConnected() ? 1 : 0);
-        return 0;
-    }
-    std::fprintf(stderr, "usage: %s wake PID [LOGIN [UID]] | stale NAME | connected\n", argv[0]);
+    std::fprintf(stderr, "usage: %s wake PID [LOGIN [UID]] | stale NAME\n", argv[0]);
     return 2;
 }

@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(SecurityCommandsTest, EncryptedHexDecryptsBack)
+TEST_F(SecurityCommandsTest, EncryptedHexDecryptsBackAndBadInputIsOneLine)
 {
     const QString text = QString::fromUtf8("Grüße aus Köln!");
     const testutil::ProcessResult enc = synccore({ QStringLiteral("encrypt"), text });
@@ -32,10 +32,6 @@ TEST_F(SecurityCommandsTest, EncryptedHexDecryptsBack)
         = synccore({ QStringLiteral("decrypt"), QString::fromLatin1(enc.out.trimmed()) });
     EXPECT_EQ(dec.exitCode, 0) << dec.err.constData();
     EXPECT_EQ(QString::fromUtf8(dec.out), text + QLatin1Char('\n'));
-}
-
-TEST_F(SecurityCommandsTest, BadInputGivesOneLineAndUsageExit)
-{
     for (const char* args :
         { "decrypt xyz1", "decrypt abc", "decrypt", "encrypt", "encrypt a b", "sha1" }) {
         const testutil::ProcessResult r
