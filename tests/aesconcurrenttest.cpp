@@ -19,16 +19,11 @@ TEST(AesConcurrentTest, FirstObjectsOnManyThreadsSeeFinishedTables)
 {
     const QByteArray key = QByteArray::fromHex("000102030405060708090a0b0c0d0e0f");
     const QByteArray plain = QByteArray::fromHex("00112233445566778899aabbccddeeff");
-    const QByteArray cipher = QByteArray::fromHex("69c4e0d86a7b0430d8cdb78070b4c55a");
-    constexpr int Threads = 8;
     std::atomic<int> ready { 0 };
-    std::vector<QByteArray> results(Threads);
-    std::vector<QString> texts(Threads);
     std::vector<std::thread> threads;
-    for (int t = 0; t < Threads; ++t) {
+    for (int t = 0; t < 8; ++t) {
         threads.emplace_back([&, t] {
-            ready.fetch_add(1);
-            while (ready.load() < Threads)
+            for (++ready; ready.load() < 8;)
                 std::this_thread::yield();
             // Half the threads take the table path, half the hardware path where there is one.
             AES aes;
@@ -38,18 +33,14 @@ TEST(AesConcurrentTest, FirstObjectsOnManyThreadsSeeFinishedTables)
             QByteArray out(16, '\0');
             aes.Encrypt(reinterpret_cast<const unsigned char*>(plain.constData()),
                 reinterpret_cast<unsigned char*>(out.data()), 1, AES::ECB);
-            results[size_t(t)] = out;
-            const QString text = QStringLiteral("value of thread %1").arg(t);
+            EXPECT_EQ(out.toHex(), "69c4e0d86a7b0430d8cdb78070b4c55a") << "thread " << t;
+            const QString text = QString::number(t);
             for (int i = 0; i < 200; ++i)
-                texts[size_t(t)] = sync::core::crypto::Decrypt(sync::core::crypto::Encrypt(text));
+                EXPECT_EQ(sync::core::crypto::Decrypt(sync::core::crypto::Encrypt(text)), text);
         });
     }
     for (std::thread& th : threads)
         th.join();
-    for (int t = 0; t < Threads; ++t) {
-        EXPECT_EQ(results[size_t(t)].toHex(), cipher.toHex()) << "thread " << t;
-        EXPECT_EQ(texts[size_t(t)], QStringLiteral("value of thread %1").arg(t));
-    }
 }
 
 } // namespace

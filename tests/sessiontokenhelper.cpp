@@ -9,6 +9,7 @@
 #include "Sync/SyncCore/SessionToken.h"
 #include "platform/Platform.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,19 +18,11 @@
 int main(int argc, char** argv)
 {
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--setsid") == 0) {
-            if (setsid() < 0) {
-                std::perror("setsid");
-                return 3;
-            }
-        } else if (std::strcmp(argv[i], "--uid") == 0 && i + 1 < argc) {
-            const auto id = static_cast<uid_t>(std::strtoul(argv[++i], nullptr, 10));
-            if (setgid(id) != 0 || setuid(id) != 0) {
-                std::perror("setuid");
-                return 4;
-            }
-        } else {
-            std::fprintf(stderr, "unknown argument %s\n", argv[i]);
+        const bool uid = std::strcmp(argv[i], "--uid") == 0 && i + 1 < argc;
+        const auto id = uid ? static_cast<uid_t>(std::strtoul(argv[++i], nullptr, 10)) : 0;
+        if (uid ? setgid(id) != 0 || setuid(id) != 0
+                : std::strcmp(argv[i], "--setsid") != 0 || setsid() < 0) {
+            std::fprintf(stderr, "cannot apply %s: %s\n", argv[i], std::strerror(errno));
             return 2;
         }
     }
