@@ -27,8 +27,9 @@ TEST(FolderUtilitiesTest, IsParent)
         {"/a/b/", "/a/b", true, true}, {"/x", "", true, true}, {"x/y", "", false, false},
     };
     for (const auto& r : rows) {
-        EXPECT_EQ(FolderUtilities::IsParent(r.path, r.folder, Qt::CaseSensitive), r.sensitive) << qPrintable(r.path + " in " + r.folder);
-        EXPECT_EQ(FolderUtilities::IsParent(r.path, r.folder, Qt::CaseInsensitive), r.insensitive) << qPrintable(r.path + " in " + r.folder);
+        SCOPED_TRACE(qPrintable(r.path + " in " + r.folder));
+        EXPECT_EQ(FolderUtilities::IsParent(r.path, r.folder, Qt::CaseSensitive), r.sensitive);
+        EXPECT_EQ(FolderUtilities::IsParent(r.path, r.folder, Qt::CaseInsensitive), r.insensitive);
     }
 }
 
