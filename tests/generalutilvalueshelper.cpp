@@ -13,13 +13,9 @@ using Tessaron::CloudUtil::GeneralUtil;
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList lines{
-        QStringLiteral("system ") + QLocale::system().toString(1234.5, 'f', 1),
-        GeneralUtil::BytesToString(1536, 2),
-        GeneralUtil::BytesToString(qint64(1234) << 30, 1),
-        GeneralUtil::MilliSecondsToDisplayString(qint64(86400000) * 1234),
-    };
-    for (const QString& line : lines)
-        std::printf("%s\n", line.toUtf8().constData());
+    std::printf("system %s\n%s\n%s\n%s\n", qPrintable(QLocale::system().toString(1234.5, 'f', 1)),
+                qPrintable(GeneralUtil::BytesToString(1536, 2)),
+                qPrintable(GeneralUtil::BytesToString(qint64(1234) << 30, 1)),
+                qPrintable(GeneralUtil::MilliSecondsToDisplayString(qint64(86400000) * 1234)));
     return 0;
 }

@@ -18,194 +18,97 @@
 
 using Tessaron::CloudUtil::RegistryUtil;
 
-namespace {
-
-QString storeFile()
-{
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-        + QStringLiteral("/RegistryUtilTest/Store.conf");
-}
-
 class RegistryUtilTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        _organisation = QCoreApplication::organizationName();
-        _application = QCoreApplication::applicationName();
         QCoreApplication::setOrganizationName(QStringLiteral("RegistryUtilTest"));
         QCoreApplication::setApplicationName(QStringLiteral("Store"));
-        QFile::remove(storeFile());
+        QFile::remove(_file);
     }
-
-    void TearDown() override
-    {
-        QFile::remove(storeFile());
-        QCoreApplication::setOrganizationName(_organisation);
-        QCoreApplication::setApplicationName(_application);
-    }
+    void TearDown() override { QFile::remove(_file); }
 
     // Replaces the store with @p ini as written by hand. The later time makes
     // QSettings notice the change even within one second and at equal size.
-    static void writeStore(const QByteArray& ini)
+    void writeStore(const QByteArray& ini)
     {
         static int generation = 0;
-        QDir().mkpath(QFileInfo(storeFile()).absolutePath());
-        QFile file(storeFile());
+        QDir().mkpath(QFileInfo(_file).absolutePath());
+        QFile file(_file);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         ASSERT_EQ(file.write(ini), ini.size());
         ASSERT_TRUE(file.flush()); // written now, so the time set below stays
-        ++generation;
-        ASSERT_TRUE(file.setFileTime(QDateTime::currentDateTimeUtc().addSecs(generation),
-                                     QFileDevice::FileModificationTime));
+        ASSERT_TRUE(file.setFileTime(QDateTime::currentDateTimeUtc().addSecs(++generation), QFileDevice::FileModificationTime));
     }
 
     // What is on disk now, read through a copy of the file, so that no
     // in-process cache of the store can answer instead of the file.
-    QVariant onDisk(const QString& path) const
+    QVariant onDisk(const QString& path)
     {
         const QString copy = _scratch.filePath(QStringLiteral("copy%1.conf").arg(++_copies));
-        QFile::remove(copy);
-        if (!QFile::copy(storeFile(), copy))
-            return QVariant();
-        return QSettings(copy, QSettings::IniFormat).value(path);
+        return QFile::copy(_file, copy) ? QSettings(copy, QSettings::IniFormat).value(path) : QVariant();
     }
 
-private:
-    QString _organisation;
-    QString _application;
+    const QString _file = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/RegistryUtilTest/Store.conf";
     testutil::TempDir _scratch;
-    mutable int _copies = 0;
+    int _copies = 0;
 };
 
-struct ReadRow
+// Each row rewrites the file on disk, so this also shows that every call
+// reads the file as it is now.
+TEST_F(RegistryUtilTest, ReadsConvertTheStoredText)
 {
-    const char* stored; // INI text of value "K/n"; nullptr: absent
-    const char* asString;
-    int asInt;
-    long long asInt64;
-};
-
-void PrintTo(const ReadRow& row, std::ostream* os)
-{
-    *os << "stored " << (row.stored ? row.stored : "<absent>");
+    const struct { const char* stored; QString asString; int asInt; long long asInt64; } rows[] = {
+        {nullptr, "dflt", -1, -1}, // absent: the default, with its sign
+        {"42", "42", 42, 42}, {"-7", "-7", -7, -7}, {"hello", "hello", 0, 0}, // no number: 0, not the default
+        {"\"\"", "", 0, 0}, {"\"a, b\"", "a, b", 0, 0},
+        // ReadInt keeps the low 32 bits
+        {"4294967297", "4294967297", 1, 4294967297LL}, {"2147483648", "2147483648", INT_MIN, 2147483648LL},
+        {"-4294967296", "-4294967296", 0, -4294967296LL},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.stored ? r.stored : "<absent>");
+        writeStore(QByteArray("[Other]\nn=unrelated\n") + (r.stored ? QByteArray("[K]\nn=") + r.stored + '\n' : QByteArray()));
+        EXPECT_EQ(RegistryUtil::ReadString("K", "n", "dflt"), r.asString);
+        EXPECT_EQ(RegistryUtil::ReadInt("K", "n", -1), r.asInt);
+        EXPECT_EQ(RegistryUtil::ReadInt64("K", "n", -1), r.asInt64);
+        // The machine-wide flag changes nothing.
+        EXPECT_EQ(RegistryUtil::ReadString("K", "n", "dflt", true), r.asString);
+        EXPECT_EQ(RegistryUtil::ReadInt64("K", "n", -1, true), r.asInt64);
+    }
 }
-
-class RegistryReadTest : public RegistryUtilTest, public ::testing::WithParamInterface<ReadRow>
-{
-};
-
-} // namespace
-
-TEST_P(RegistryReadTest, ConvertsTheStoredText)
-{
-    const ReadRow& row = GetParam();
-    QByteArray ini = "[Other]\nn=unrelated\n";
-    if (row.stored)
-        ini += QByteArray("[K]\nn=") + row.stored + '\n';
-    writeStore(ini);
-
-    const QString key = QStringLiteral("K");
-    const QString name = QStringLiteral("n");
-    EXPECT_EQ(RegistryUtil::ReadString(key, name, QStringLiteral("dflt")), QString::fromUtf8(row.asString));
-    EXPECT_EQ(RegistryUtil::ReadInt(key, name, -1), row.asInt);
-    EXPECT_EQ(RegistryUtil::ReadInt64(key, name, -1), row.asInt64);
-    // The machine-wide flag changes nothing.
-    EXPECT_EQ(RegistryUtil::ReadString(key, name, QStringLiteral("dflt"), true),
-              QString::fromUtf8(row.asString));
-    EXPECT_EQ(RegistryUtil::ReadInt64(key, name, -1, true), row.asInt64);
-}
-
-INSTANTIATE_TEST_SUITE_P(Values, RegistryReadTest, ::testing::ValuesIn(std::vector<ReadRow>{
-    {nullptr, "dflt", -1, -1},                  // the default, with its sign
-    {"42", "42", 42, 42},
-    {"-7", "-7", -7, -7},
-    {"4294967297", "4294967297", 1, 4294967297LL},          // ReadInt keeps the low 32 bits
-    {"2147483648", "2147483648", INT_MIN, 2147483648LL},
-    {"-4294967296", "-4294967296", 0, -4294967296LL},
-    {"hello", "hello", 0, 0},                   // no number: 0, not the default
-    {"\"\"", "", 0, 0},
-    {"\"a, b\"", "a, b", 0, 0},
-}));
 
 TEST_F(RegistryUtilTest, WritesLandInTheApplicationsSettingsFile)
 {
-    EXPECT_FALSE(RegistryUtil::WriteString(QStringLiteral("K"), QStringLiteral("s"), QStringLiteral("text")))
-        << "WriteString always answers false";
-    RegistryUtil::WriteInt(QStringLiteral("K"), QStringLiteral("i"), -5);
-    RegistryUtil::WriteInt64(QStringLiteral("K"), QStringLiteral("big"), 1LL << 40);
-    RegistryUtil::WriteMultiString(QStringLiteral("A/B"), QStringLiteral("list"),
-                                   {QStringLiteral("x"), QStringLiteral("y, z")});
-    RegistryUtil::WriteString(QStringLiteral("A/B"), QStringLiteral("w"), QStringLiteral("wide"), true);
-
-    ASSERT_TRUE(QFile::exists(storeFile()));
-    EXPECT_EQ(onDisk(QStringLiteral("K/s")).toString(), QStringLiteral("text"));
-    EXPECT_EQ(onDisk(QStringLiteral("K/i")).toLongLong(), -5);
-    EXPECT_EQ(onDisk(QStringLiteral("K/big")).toLongLong(), 1LL << 40);
-    EXPECT_EQ(onDisk(QStringLiteral("A/B/list")).toStringList(),
-              QStringList({QStringLiteral("x"), QStringLiteral("y, z")}));
-    EXPECT_EQ(onDisk(QStringLiteral("A/B/w")).toString(), QStringLiteral("wide"));
-
+    EXPECT_FALSE(RegistryUtil::WriteString("K", "s", "text")) << "WriteString always answers false";
+    RegistryUtil::WriteInt("K", "i", -5);
+    RegistryUtil::WriteInt64("K", "big", 1LL << 40);
+    RegistryUtil::WriteString("A/B", "w", "wide", true);
+    EXPECT_EQ(onDisk("K/s").toString(), QStringLiteral("text"));
+    EXPECT_EQ(onDisk("K/i").toLongLong(), -5);
+    EXPECT_EQ(onDisk("K/big").toLongLong(), 1LL << 40);
+    EXPECT_EQ(onDisk("A/B/w").toString(), QStringLiteral("wide"));
     // And through the class again, in both forms.
-    EXPECT_EQ(RegistryUtil::ReadInt(QStringLiteral("K"), QStringLiteral("i"), 0), -5);
-    EXPECT_EQ(RegistryUtil::ReadInt(QStringLiteral("K"), QStringLiteral("big"), 7, true), 0);
-    EXPECT_EQ(RegistryUtil::ReadInt64(QStringLiteral("K"), QStringLiteral("big"), 7), 1LL << 40);
-}
+    EXPECT_EQ(RegistryUtil::ReadInt("K", "i", 0), -5);
+    EXPECT_EQ(RegistryUtil::ReadInt64("K", "big", 7), 1LL << 40);
 
-TEST_F(RegistryUtilTest, MultiStringsRoundTrip)
-{
-    const QList<QStringList> lists = {
-        {},
-        {QStringLiteral("one")},
-        {QStringLiteral("a"), QString(), QStringLiteral("c;d"), QStringLiteral("e, f"), QStringLiteral("日本")},
-    };
-    for (const QStringList& list : lists) {
-        RegistryUtil::WriteMultiString(QStringLiteral("L"), QStringLiteral("v"), list);
-        EXPECT_EQ(RegistryUtil::ReadMultiString(QStringLiteral("L"), QStringLiteral("v"),
-                                                {QStringLiteral("dflt")}), list);
-        EXPECT_EQ(onDisk(QStringLiteral("L/v")).toStringList(), list);
+    for (const QStringList& list : {QStringList(), QStringList{"one"}, QStringList{"a", "", "c;d", "e, f", "日本"}}) {
+        RegistryUtil::WriteMultiString("A/B", "list", list);
+        EXPECT_EQ(RegistryUtil::ReadMultiString("A/B", "list", {"dflt"}), list);
+        EXPECT_EQ(onDisk("A/B/list").toStringList(), list);
     }
-    EXPECT_EQ(RegistryUtil::ReadMultiString(QStringLiteral("L"), QStringLiteral("missing"),
-                                            {QStringLiteral("dflt")}, true),
-              QStringList{QStringLiteral("dflt")});
-}
+    EXPECT_EQ(RegistryUtil::ReadMultiString("L", "missing", {"dflt"}, true), QStringList{"dflt"});
 
-TEST_F(RegistryUtilTest, KeyExistsOnlyForAStoredValue)
-{
-    RegistryUtil::WriteString(QStringLiteral("K"), QStringLiteral("n"), QStringLiteral("v"));
-    RegistryUtil::WriteString(QStringLiteral("A/B"), QStringLiteral("n"), QStringLiteral("v"));
-
-    EXPECT_FALSE(RegistryUtil::KeyExists(QStringLiteral("K")));   // a key holding values: false
-    EXPECT_TRUE(RegistryUtil::KeyExists(QStringLiteral("K/n")));
-    EXPECT_TRUE(RegistryUtil::KeyExists(QStringLiteral("K/n"), true));
-    EXPECT_FALSE(RegistryUtil::KeyExists(QStringLiteral("K/m")));
-    EXPECT_FALSE(RegistryUtil::KeyExists(QStringLiteral("A/B")));
-    EXPECT_TRUE(RegistryUtil::KeyExists(QStringLiteral("A/B/n")));
-}
-
-TEST_F(RegistryUtilTest, DeleteValueRemovesOneValueAndDeleteKeyNothing)
-{
-    RegistryUtil::WriteString(QStringLiteral("K"), QStringLiteral("n"), QStringLiteral("v"));
-    RegistryUtil::WriteString(QStringLiteral("K"), QStringLiteral("m"), QStringLiteral("w"));
-
-    EXPECT_FALSE(RegistryUtil::DeleteKey(QStringLiteral("K"), false));
-    EXPECT_FALSE(RegistryUtil::DeleteKey(QStringLiteral("K"), true));
-    EXPECT_EQ(onDisk(QStringLiteral("K/n")).toString(), QStringLiteral("v"));
-
-    RegistryUtil::DeleteValue(QStringLiteral("K"), QStringLiteral("n"), false);
-    RegistryUtil::DeleteValue(QStringLiteral("K"), QStringLiteral("never-there"), true);
-    EXPECT_FALSE(onDisk(QStringLiteral("K/n")).isValid());
-    EXPECT_EQ(onDisk(QStringLiteral("K/m")).toString(), QStringLiteral("w"));
-    EXPECT_EQ(RegistryUtil::ReadString(QStringLiteral("K"), QStringLiteral("n"), QStringLiteral("gone")),
-              QStringLiteral("gone"));
-}
-
-TEST_F(RegistryUtilTest, SeesChangesMadeOnDiskBetweenCalls)
-{
-    writeStore("[K]\nn=first\n");
-    EXPECT_EQ(RegistryUtil::ReadString(QStringLiteral("K"), QStringLiteral("n"), QString()),
-              QStringLiteral("first"));
-    writeStore("[K]\nn=second\n");
-    EXPECT_EQ(RegistryUtil::ReadString(QStringLiteral("K"), QStringLiteral("n"), QString()),
-              QStringLiteral("second"));
+    // A key exists only for a stored value, not for a key that holds values.
+    EXPECT_FALSE(RegistryUtil::KeyExists("K") || RegistryUtil::KeyExists("A/B") || RegistryUtil::KeyExists("K/x"));
+    EXPECT_TRUE(RegistryUtil::KeyExists("K/s") && RegistryUtil::KeyExists("K/s", true) && RegistryUtil::KeyExists("A/B/w"));
+    // DeleteKey deletes nothing; DeleteValue one value.
+    EXPECT_FALSE(RegistryUtil::DeleteKey("K", false) || RegistryUtil::DeleteKey("K", true));
+    EXPECT_EQ(onDisk("K/s").toString(), QStringLiteral("text"));
+    RegistryUtil::DeleteValue("K", "s", false);
+    RegistryUtil::DeleteValue("K", "never-there", true);
+    EXPECT_FALSE(onDisk("K/s").isValid());
+    EXPECT_EQ(onDisk("K/i").toLongLong(), -5);
+    EXPECT_EQ(RegistryUtil::ReadString("K", "s", "gone"), QStringLiteral("gone"));
 }
