@@ -563,7 +563,7 @@ QString BuildArchitecture()
 
 // Not instrumented: the sanitizers would end the process with a report and
 // an exit code instead of the signal that a crash reporter expects.
-__attribute__((no_sanitize_address, no_sanitize_undefined))
+__attribute__((no_sanitize("address", "undefined")))
 void CrashByNullWrite(const wchar_t* text)
 {
     // The address goes through a volatile so that the compiler cannot prove
