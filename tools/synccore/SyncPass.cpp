@@ -133,19 +133,24 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
     const QString from = source + QLatin1Char('/') + item.relative;
     const QString to = target + QLatin1Char('/') + item.relative;
 
-    const QString sourceSum = GeneralUtil::GenerateCheckSumMD5(from);
-    if (sourceSum.isEmpty()) {
-        _Fail(item, QStringLiteral("cannot read %1").arg(from), summary);
-        return false;
-    }
     const QFileInfo toInfo(to);
     if (toInfo.isDir()) {
         _Fail(item, QStringLiteral("a folder is in the way at %1").arg(to), summary);
         return false;
     }
-    if (toInfo.exists() && GeneralUtil::GenerateCheckSumMD5(to) == sourceSum) {
-        ++summary.unchanged;
-        return true;
+    // Checksums are compared only when there is a target to compare with; a
+    // missing target is simply written.
+    QString sourceSum;
+    if (toInfo.exists()) {
+        sourceSum = GeneralUtil::GenerateCheckSumMD5(from);
+        if (sourceSum.isEmpty()) {
+            _Fail(item, QStringLiteral("cannot read %1").arg(from), summary);
+            return false;
+        }
+        if (GeneralUtil::GenerateCheckSumMD5(to) == sourceSum) {
+            ++summary.unchanged;
+            return true;
+        }
     }
 
     // Written through the download companion first, so that a reader of the
@@ -170,7 +175,8 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
     // The companion is written and hashed in one read of the source; what is put
     // in place must be what was compared, or the source changed meanwhile.
     QString error;
-    if (_WriteCompanion(from, partial, &error) != sourceSum) {
+    const QString writtenSum = _WriteCompanion(from, partial, &error);
+    if (writtenSum.isEmpty() || (!sourceSum.isEmpty() && writtenSum != sourceSum)) {
         QFile::remove(partial);
         _Fail(item, error.isEmpty() ? QStringLiteral("%1 changed while it was copied").arg(from) : error,
               summary);
