@@ -325,7 +325,7 @@ TEST_F(Files, LineFilesRoundTripAndFail)
     QStringList read { "kept" };
     ASSERT_TRUE(GeneralUtil::ReadAllLines(path, read));
     ASSERT_TRUE(GeneralUtil::ReadAllLines(dir.write("crlf", "a\r\nb\r\nlast"), read));
-    EXPECT_EQ(read, QStringList { "kept" } + lines + QStringList { "a", "b", "last" });
+    EXPECT_EQ(read, (QStringList { "kept" } + lines + QStringList { "a", "b", "last" }));
     EXPECT_FALSE(GeneralUtil::ReadAllLines(dir.filePath("missing"), read));
     EXPECT_FALSE(GeneralUtil::WriteAllLines(dir.path(), { "x" })); // a folder
 }

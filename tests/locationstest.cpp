@@ -140,7 +140,7 @@ TEST(ModulePath, FindsLoadedLibrariesWithAndWithoutVersion)
     }
     const QString qt = mapped.value("libQt6Core");
     ASSERT_FALSE(qt.isEmpty());
-    const std::pair<QString, QString> rows[] = {
+    const std::pair<const char*, QString> rows[] = {
         { "libQt6Core", qt },
         { "libQt6Core.so.6", qt },
         { "libz", mapped.value("libz") },
