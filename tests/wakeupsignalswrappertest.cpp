@@ -249,8 +249,7 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
     const QString tool = testutil::builtExecutable(QStringLiteral("synccore"));
     if (!QFileInfo::exists(tool))
         GTEST_SKIP() << "the synccore tool is not built";
-        // The tool is built with the same sanitizer and needs our suppressions.
-#if defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_THREAD__) // the tool is built with it too and needs our suppressions
     if (qEnvironmentVariableIsEmpty("TSAN_OPTIONS"))
         qputenv("TSAN_OPTIONS",
             "die_after_fork=0:suppressions=" SYNCCORE_SOURCE_DIR "/tests/tsan.supp");
