@@ -14,6 +14,7 @@
 #include <atomic>
 #include <vector>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -365,3 +366,4 @@ void SqliteConnectionRegistry::ReleaseAll()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

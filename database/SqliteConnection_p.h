@@ -26,6 +26,7 @@ class QSqlQuery;
 struct sqlite3;
 struct sqlite3_stmt;
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -181,3 +182,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -9,6 +9,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -133,3 +134,4 @@ std::shared_ptr<sync::interf::IQSqlQueryWrapper> SqliteDatabaseFactory::CreateQu
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -8,6 +8,7 @@
 
 #include <memory>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -99,3 +100,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -2,6 +2,7 @@
 
 #include "database/SqliteConnection_p.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -28,3 +29,4 @@ bool SqliteDatabaseWrapper::rollback()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

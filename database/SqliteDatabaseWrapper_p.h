@@ -5,6 +5,7 @@
 
 #include <memory>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -32,3 +33,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -5,6 +5,7 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -91,3 +92,4 @@ QVariant SqliteQueryWrapper::value(int index) const
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -6,6 +6,7 @@
 
 #include <sqlite3.h>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -250,3 +251,4 @@ void SqliteStatement::Finish()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -3,6 +3,7 @@
 #include "interfaces/ActionLogTypes.h"
 #include "interfaces/IActionLog.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -64,3 +65,4 @@ IActionLog::~IActionLog() = default;
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

@@ -17,6 +17,7 @@
 #include <QObject>
 #include <QString>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -147,5 +148,6 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0
 
 Q_DECLARE_METATYPE(sync::core::SyncAction)

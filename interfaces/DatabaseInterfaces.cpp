@@ -5,6 +5,7 @@
 #include "interfaces/IQSqlDatabaseWrapper.h"
 #include "interfaces/IQSqlQueryWrapper.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -17,3 +18,4 @@ IDatabaseFactory::~IDatabaseFactory() = default;
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

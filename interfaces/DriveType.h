@@ -2,6 +2,7 @@
 
 #include "interfaces/SyncNamespace.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -17,3 +18,4 @@ enum DriveType {
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

@@ -7,6 +7,7 @@
 #include "interfaces/IQFileInfoWrapper.h"
 #include "interfaces/IQFileWrapper.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -18,3 +19,4 @@ IQEventLoopWrapper::~IQEventLoopWrapper() = default;
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

@@ -9,6 +9,7 @@
 #include <QString>
 #include <QVector>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -96,3 +97,4 @@ Q_SIGNALS:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

@@ -5,6 +5,7 @@
 
 #include <QObject>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -38,3 +39,4 @@ Q_SIGNALS:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

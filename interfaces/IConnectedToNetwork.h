@@ -5,6 +5,7 @@
 
 #include <QObject>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -25,3 +26,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QString>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -31,3 +32,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

@@ -2,6 +2,7 @@
 
 #include "interfaces/ICheckForExit.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -32,3 +33,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

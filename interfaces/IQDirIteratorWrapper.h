@@ -9,6 +9,7 @@
 
 #include <memory>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -34,3 +35,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

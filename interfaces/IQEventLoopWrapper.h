@@ -8,6 +8,7 @@
 
 #include <memory>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -33,3 +34,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

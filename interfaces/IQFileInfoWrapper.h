@@ -10,6 +10,7 @@
 
 #include <memory>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -47,3 +48,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

@@ -11,6 +11,7 @@
 
 #include <memory>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -69,3 +70,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

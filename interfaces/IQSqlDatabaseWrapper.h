@@ -3,6 +3,7 @@
 #include "interfaces/SyncNamespace.h"
 #include "kvsyncinterfaces_export.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -27,3 +28,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

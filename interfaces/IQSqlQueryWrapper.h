@@ -6,6 +6,7 @@
 #include <QString>
 #include <QVariant>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -40,3 +41,4 @@ public:
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

@@ -5,6 +5,7 @@
 #include "interfaces/IConnectedToNetwork.h"
 #include "interfaces/IExitController.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -28,3 +29,4 @@ IConnectedToNetwork::~IConnectedToNetwork() = default;
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

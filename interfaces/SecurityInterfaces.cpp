@@ -3,6 +3,7 @@
 
 #include "interfaces/ICryptographicHash.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 
@@ -14,3 +15,4 @@ ICryptographicHash::~ICryptographicHash() = default;
 
 } // namespace interf
 } // namespace sync
+} // namespace KvSync_6_0

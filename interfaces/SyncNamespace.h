@@ -2,15 +2,17 @@
 
 /**
  * @file SyncNamespace.h
- * @brief Opens the `sync` namespaces inside the library's ABI namespace.
+ * @brief Declares the `sync` namespaces inside the library's ABI namespace.
  *
  * `<unistd.h>` declares a global function `sync()`, and a global namespace of
- * the same name cannot live beside it. Every header that opens `namespace sync`
- * includes this one first: `sync` then lives inside an inline namespace that
- * also carries the ABI version, so `sync::core::X` resolves as written in code
- * that includes `<unistd.h>`, and moc still reports "sync::core::X" as the
- * class name. Only a call of POSIX `sync()` itself becomes ambiguous in such
- * code; the library never needs it.
+ * the same name cannot live beside it. So `sync` lives inside an inline
+ * namespace that also carries the ABI version, and every file opens it as
+ * `inline namespace KvSync_6_0 { namespace sync { ... } }`: a bare
+ * `namespace sync {` at global scope would, with clang, make a second global
+ * `sync` that clashes with the function whichever is declared first. Callers
+ * still write `sync::core::X`, in code that includes `<unistd.h>` too, and moc
+ * still reports "sync::core::X" as the class name. Only a call of POSIX
+ * `sync()` itself becomes ambiguous in such code; the library never needs it.
  */
 inline namespace KvSync_6_0 {
 namespace sync {

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -492,3 +493,4 @@ QString ActionLog::ResolveSyncActionDetails(
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

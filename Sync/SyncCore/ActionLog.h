@@ -11,6 +11,7 @@
 
 class QTimerEvent;
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 class IQSqlDatabaseWrapper;
@@ -203,3 +204,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -1,5 +1,6 @@
 #include "Sync/SyncCore/ConnectedToNetwork.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -14,3 +15,4 @@ bool ConnectedToNetwork::IsConnected()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

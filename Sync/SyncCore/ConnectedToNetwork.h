@@ -3,6 +3,7 @@
 #include "interfaces/IConnectedToNetwork.h"
 #include "kvsynccore_export.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -27,3 +28,4 @@ public:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -1,5 +1,6 @@
 #include "Sync/SyncCore/Consts.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 namespace consts {
@@ -13,3 +14,4 @@ const QString DELTA_FILE_EXTN = QStringLiteral("DELTA");
 } // namespace consts
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

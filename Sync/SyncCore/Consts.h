@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 /**
@@ -32,3 +33,4 @@ constexpr std::int32_t LOCAL_FILE_MAX_PATH = 256;
 } // namespace consts
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 namespace crypto {
@@ -59,3 +60,4 @@ QString Decrypt(QVariant stored)
 } // namespace crypto
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

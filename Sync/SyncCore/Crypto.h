@@ -6,6 +6,7 @@
 #include <QString>
 #include <QVariant>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 namespace crypto {
@@ -43,3 +44,4 @@ KVSYNCCORE_EXPORT QString Decrypt(QVariant stored);
 } // namespace crypto
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -3,6 +3,7 @@
 #include <QCryptographicHash>
 #include <QFile>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -49,3 +50,4 @@ QString CryptographicHash::GenerateHashMD5(QString filePath)
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

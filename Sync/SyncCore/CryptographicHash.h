@@ -8,6 +8,7 @@
 
 class QCryptographicHash;
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -41,3 +42,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

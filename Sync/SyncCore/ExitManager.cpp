@@ -1,5 +1,6 @@
 #include "Sync/SyncCore/ExitManager.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -52,3 +53,4 @@ void ExitManager::ResetExit()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -5,6 +5,7 @@
 
 #include <atomic>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -51,3 +52,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

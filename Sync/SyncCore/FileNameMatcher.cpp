@@ -13,6 +13,7 @@
 #include <optional>
 #include <vector>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -365,3 +366,4 @@ bool FileNameMatcher::Match(const QString& name) const
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

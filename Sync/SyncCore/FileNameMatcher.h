@@ -10,6 +10,7 @@
 
 class QRegularExpression;
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -82,3 +83,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

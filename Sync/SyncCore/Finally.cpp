@@ -1,5 +1,6 @@
 #include "Sync/SyncCore/Finally.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -15,3 +16,4 @@ Finally::~Finally() noexcept(false)
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -31,3 +32,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -39,3 +40,4 @@ QStringList FolderUtilities::GetTruncatedList(const QStringList& list, int maxCo
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

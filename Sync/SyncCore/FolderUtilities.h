@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -55,3 +56,4 @@ public:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

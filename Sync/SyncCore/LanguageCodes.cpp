@@ -4,6 +4,7 @@
 #include <QMap>
 #include <QSet>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -48,3 +49,4 @@ QString ThreeLetterISOCode()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

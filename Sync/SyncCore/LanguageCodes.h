@@ -5,6 +5,7 @@
 
 #include <QString>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -28,3 +29,4 @@ KVSYNCCORE_EXPORT QString ThreeLetterISOCode();
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

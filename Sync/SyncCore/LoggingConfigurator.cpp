@@ -4,6 +4,7 @@
 #include <log4cplus/hierarchy.h>
 #include <log4cplus/helpers/property.h>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -53,3 +54,4 @@ bool LoggingConfigurator::HasFileAppender() const
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -11,6 +11,7 @@ namespace log4cplus {
 class Hierarchy;
 }
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -51,3 +52,4 @@ public:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

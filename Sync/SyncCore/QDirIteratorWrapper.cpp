@@ -2,6 +2,7 @@
 
 #include "Sync/SyncCore/QFileInfoWrapper.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -45,3 +46,4 @@ QString QDirIteratorWrapper::path() const
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

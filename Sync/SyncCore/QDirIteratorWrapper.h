@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QDirIterator>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -38,3 +39,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -89,3 +90,4 @@ bool QDirWrapper::isReadable() const
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -1,5 +1,6 @@
 #include "Sync/SyncCore/QEventLoopWrapper.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -37,3 +38,4 @@ void QEventLoopWrapper::quit()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

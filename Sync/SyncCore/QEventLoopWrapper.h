@@ -8,6 +8,7 @@
 
 #include <memory>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -37,3 +38,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -2,6 +2,7 @@
 
 #include <QDir>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -106,3 +107,4 @@ bool QFileInfoWrapper::isDir() const
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

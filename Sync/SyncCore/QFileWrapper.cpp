@@ -13,6 +13,7 @@
 
 #include <limits>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -191,3 +192,4 @@ std::shared_ptr<interf::IQFileWrapper> QFileWrapper::GetDownloadedTempFile() con
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

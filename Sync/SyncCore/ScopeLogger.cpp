@@ -3,6 +3,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -31,3 +32,4 @@ ScopeLogger::~ScopeLogger()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -9,6 +9,7 @@ namespace log4cplus {
 class Logger;
 }
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -34,3 +35,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

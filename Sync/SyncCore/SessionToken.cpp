@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -25,3 +26,4 @@ QString GetSessionAndUserUniqueToken()
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QString>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -36,3 +37,4 @@ KVSYNCCORE_EXPORT QString __TEST_ONLY_MakeSessionToken(
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -1,5 +1,6 @@
 #include "Sync/SyncCore/SyncException.h"
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -24,3 +25,4 @@ QString SyncException::message() const
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -8,6 +8,7 @@
 
 #include <exception>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
@@ -40,3 +41,4 @@ private:
 
 } // namespace core
 } // namespace sync
+} // namespace KvSync_6_0

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <exception>
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace syncService {
 
@@ -177,3 +178,4 @@ bool WakeupSignalsWrapper::_IsExiting() const
 
 } // namespace syncService
 } // namespace sync
+} // namespace KvSync_6_0

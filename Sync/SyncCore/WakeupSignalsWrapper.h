@@ -14,6 +14,7 @@ class ptime;
 }
 } // namespace boost
 
+inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
 class ICheckForExit;
@@ -133,3 +134,4 @@ private:
 
 } // namespace syncService
 } // namespace sync
+} // namespace KvSync_6_0
