@@ -14,6 +14,8 @@
 #include <QDateTime>
 #include <QTemporaryDir>
 
+#include "CollectingReporter.h"
+
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
@@ -156,21 +158,6 @@ BENCHMARK(BM_RawSqlite)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true);
 
-/// Prints as usual and keeps each run's rows per second for the summary.
-class CollectingReporter : public benchmark::ConsoleReporter
-{
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            const auto it = run.counters.find("items_per_second");
-            if (it != run.counters.end() && !run.error_occurred)
-                rates[run.benchmark_name()] = it->second.value;
-        }
-    }
-    std::map<std::string, double> rates;
-};
 
 } // namespace
 

@@ -3,6 +3,8 @@
 // files and 10 files of 100 MiB. Both run as processes, as a user runs them.
 // Printed: seconds per pass of each, and the ratio (ours / rsync).
 
+#include "CollectingReporter.h"
+
 #include <benchmark/benchmark.h>
 
 #include <QCoreApplication>
@@ -64,22 +66,29 @@ bool runProcess(const QString& program, const QStringList& args)
     return p.waitForFinished(-1) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
 
-QStringList command(bool ours, const QString& source, const QString& target, QString* program)
+// tool: 0 = synccore, 1 = rsync as named (a current rsync picks a fast xxHash
+// checksum), 2 = rsync made to checksum with MD5, as synccore does.
+QStringList command(int tool, const QString& source, const QString& target, QString* program)
 {
-    if (ours) {
+    if (tool == 0) {
         *program = QStringLiteral(SYNCCORE_TOOL_PATH);
         return {QStringLiteral("sync"), source, target, QStringLiteral("--db"),
                 workDir().filePath(QStringLiteral("bench.sqlite")), QStringLiteral("--log"),
                 workDir().filePath(QStringLiteral("bench.log"))};
     }
     *program = QStringLiteral("rsync");
-    return {QStringLiteral("-a"), QStringLiteral("--checksum"), source + QLatin1Char('/'), target + QLatin1Char('/')};
+    QStringList args{QStringLiteral("-a"), QStringLiteral("--checksum"), source + QLatin1Char('/'),
+                     target + QLatin1Char('/')};
+    if (tool == 2)
+        args.prepend(QStringLiteral("--checksum-choice=md5"));
+    return args;
 }
 
-// Arguments: 0 = ours / 1 = rsync; 0 = small files / 1 = large files; 0 = first / 1 = unchanged pass.
+// Arguments: the tool (see command()); 0 = small files / 1 = large files; 0 = first / 1 = unchanged pass.
 void BM_Pass(benchmark::State& state)
 {
-    const bool ours = state.range(0) == 0;
+    const int tool = int(state.range(0));
+    const bool ours = tool == 0;
     const QString kind = state.range(1) == 0 ? QStringLiteral("small") : QStringLiteral("large");
     const bool unchanged = state.range(2) == 1;
     if (!ours && QStandardPaths::findExecutable(QStringLiteral("rsync")).isEmpty()) {
@@ -87,9 +96,9 @@ void BM_Pass(benchmark::State& state)
         return;
     }
     const QString source = sourceTree(kind);
-    const QString target = workDir().filePath(kind + (ours ? QStringLiteral("/ours") : QStringLiteral("/rsync")));
+    const QString target = workDir().filePath(kind + QStringLiteral("/target%1").arg(tool));
     QString program;
-    const QStringList args = command(ours, source, target, &program);
+    const QStringList args = command(tool, source, target, &program);
     for (auto _ : state) {
         state.PauseTiming();
         if (!unchanged || !QFileInfo::exists(target)) {
@@ -108,24 +117,12 @@ void BM_Pass(benchmark::State& state)
 }
 
 BENCHMARK(BM_Pass)
-    ->ArgsProduct({{0, 1}, {0, 1}, {0, 1}})
-    ->ArgNames({"rsync", "large", "unchanged"})
+    ->ArgsProduct({{0, 1, 2}, {0, 1}, {0, 1}})
+    ->ArgNames({"tool", "large", "unchanged"})
     ->Iterations(3)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
-class CollectingReporter : public benchmark::ConsoleReporter
-{
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs)
-            if (!run.error_occurred)
-                seconds[run.benchmark_name()] = run.GetAdjustedRealTime() / 1000.0;
-    }
-    std::map<std::string, double> seconds;
-};
 
 } // namespace
 
@@ -137,21 +134,23 @@ int main(int argc, char** argv)
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
-    std::printf("\n%-28s %12s %12s %8s  %s\n", "pass", "synccore s", "rsync s", "ratio", "target");
+    std::printf("\n%-30s %10s %10s %8s  %-7s %14s %8s\n", "pass", "synccore s", "rsync s", "ratio",
+                "target", "rsync(md5) s", "ratio");
     const char* names[] = {"10,000 small files, first", "10,000 small files, unchanged",
                            "10 x 100 MiB, first", "10 x 100 MiB, unchanged"};
     for (int large = 0; large < 2; ++large) {
         for (int unchanged = 0; unchanged < 2; ++unchanged) {
-            auto key = [&](int rsync) {
-                return "BM_Pass/rsync:" + std::to_string(rsync) + "/large:" + std::to_string(large)
+            auto key = [&](int tool) {
+                return "BM_Pass/tool:" + std::to_string(tool) + "/large:" + std::to_string(large)
                        + "/unchanged:" + std::to_string(unchanged) + "/iterations:3/real_time";
             };
             const double ours = reporter.seconds[key(0)];
             const double rsync = reporter.seconds[key(1)];
-            if (ours <= 0 || rsync <= 0)
+            const double rsyncMd5 = reporter.seconds[key(2)];
+            if (ours <= 0 || rsync <= 0 || rsyncMd5 <= 0)
                 continue;
-            std::printf("%-28s %12.3f %12.3f %7.2fx  %s\n", names[large * 2 + unchanged], ours, rsync,
-                        ours / rsync, unchanged ? "<= 1.5x" : "<= 2x");
+            std::printf("%-30s %10.3f %10.3f %7.2fx  %-7s %14.3f %7.2fx\n", names[large * 2 + unchanged],
+                        ours, rsync, ours / rsync, unchanged ? "<= 1.5x" : "<= 2x", rsyncMd5, ours / rsyncMd5);
         }
     }
     return 0;

@@ -27,7 +27,7 @@ class SqliteConnectionRegistry;
  * transaction for the same reason: two writers queue up instead of deadlocking.
  *
  * Timestamps: a QDateTime bound to a query is stored as ISO 8601 UTC text with
- * milliseconds, "2026-11-23T07:35:22.123Z", whatever its time spec (local and
+ * milliseconds, "2026-11-23T07:35:22.123Z", whatever its time zone setting (local and
  * offset times are converted to the same instant first; an invalid one is
  * stored as NULL). Reading the column gives that text back, and
  * QVariant::toDateTime() turns it into the same instant as a UTC QDateTime, to

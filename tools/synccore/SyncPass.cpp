@@ -12,10 +12,17 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 
+#include <future>
+
 using Tessaron::CloudUtil::GeneralUtil;
 using namespace sync::core;
 
 namespace tool {
+
+namespace {
+// From this size on, source and target are hashed on two threads at once.
+constexpr qint64 kHashAlongsideBytes = 4 * 1024 * 1024;
+} // namespace
 
 // The log puts details arguments into its document as they stand; names with
 // '&' or '<' are common, so every argument is escaped here and the document
@@ -141,13 +148,21 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
     // Checksums are compared only when there is a target to compare with; a
     // missing target is simply written.
     QString sourceSum;
-    if (toInfo.exists()) {
+    // Different sizes mean different checksums: such a file is simply written.
+    if (toInfo.exists() && toInfo.size() == item.size) {
+        // Large files are hashed side by side on two threads: the pass waits for
+        // the disk and the hash, not for one file after the other.
+        std::future<QString> targetSum;
+        const bool alongside = item.size >= kHashAlongsideBytes;
+        if (alongside)
+            targetSum = std::async(std::launch::async, [to] { return GeneralUtil::GenerateCheckSumMD5(to); });
         sourceSum = GeneralUtil::GenerateCheckSumMD5(from);
+        const QString existingSum = alongside ? targetSum.get() : GeneralUtil::GenerateCheckSumMD5(to);
         if (sourceSum.isEmpty()) {
             _Fail(item, QStringLiteral("cannot read %1").arg(from), summary);
             return false;
         }
-        if (GeneralUtil::GenerateCheckSumMD5(to) == sourceSum) {
+        if (existingSum == sourceSum) {
             ++summary.unchanged;
             return true;
         }
