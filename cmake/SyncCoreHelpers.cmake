@@ -12,10 +12,62 @@ if(SYNCCORE_BUILD_FUZZERS)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# Warnings are errors on our own code only; third-party headers come in as
-# system includes and stay out of it.
+# Warnings on our own code only; third-party headers come in as system
+# includes and stay out of it. Errors only with SYNCCORE_WERROR (the presets).
 function(synccore_warnings target)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
+    target_compile_options(${target} PRIVATE -Wall -Wextra)
+    if(SYNCCORE_WERROR)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+endfunction()
+
+# synccore_install_rpath(target folder): the installed target finds the
+# project's libraries relative to itself, so any --prefix works.
+function(synccore_install_rpath target folder)
+    if(NOT SYNCCORE_INSTALL_RPATH)
+        return()
+    endif()
+    file(RELATIVE_PATH rel ${CMAKE_INSTALL_PREFIX}/${folder} ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
+    if(rel STREQUAL "")
+        set(rel ".")
+    endif()
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${rel}")
+endfunction()
+
+# synccore_add_library(target EXPORT_NAME name [EXPORT_SET set])
+# A shared library of the package: versioned file name and soname, export
+# header <lowercase target>_export.h, hidden symbols but those marked with its
+# export macro, installed in the runtime component (link name and export header
+# in development) and exported as SyncCore::<name> in the export set (default
+# SyncCoreTargets, which the package config always loads).
+function(synccore_add_library target)
+    cmake_parse_arguments(L "" "EXPORT_NAME;EXPORT_SET" "" ${ARGN})
+    if(NOT L_EXPORT_SET)
+        set(L_EXPORT_SET SyncCoreTargets)
+    endif()
+    string(TOLOWER ${target} lower)
+    add_library(${target} SHARED)
+    add_library(SyncCore::${L_EXPORT_NAME} ALIAS ${target})
+    set_target_properties(${target} PROPERTIES
+        OUTPUT_NAME ${target}-${PROJECT_VERSION_MAJOR}_${PROJECT_VERSION_MINOR}
+        VERSION ${PROJECT_VERSION}
+        SOVERSION ${PROJECT_VERSION_MAJOR}
+        EXPORT_NAME ${L_EXPORT_NAME})
+    generate_export_header(${target}
+        BASE_NAME ${target}
+        EXPORT_FILE_NAME ${PROJECT_BINARY_DIR}/include/${lower}_export.h)
+    target_include_directories(${target} PUBLIC
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+        $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/SyncCore>)
+    synccore_warnings(${target})
+    synccore_install_rpath(${target} ${CMAKE_INSTALL_LIBDIR})
+    install(TARGETS ${target} EXPORT ${L_EXPORT_SET}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+    install(FILES ${PROJECT_BINARY_DIR}/include/${lower}_export.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/SyncCore COMPONENT development)
 endfunction()
 
 # synccore_add_test(name SOURCES f.cpp... [LIBS lib...] [CONCURRENT] [TIMEOUT s])

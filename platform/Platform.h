@@ -12,7 +12,6 @@
 // policy: decisions stay in the callers.
 
 #include "interfaces/SyncNamespace.h"
-#include "kvsynccore_export.h"
 
 #include <QByteArray>
 #include <QString>
@@ -28,7 +27,7 @@ namespace platform {
 // ---------------------------------------------------------------------------
 
 /// Text of an errno value (strerror_r), for log lines.
-KVSYNCCORE_EXPORT QString ErrorText(int errorNumber);
+QString ErrorText(int errorNumber);
 
 // ---------------------------------------------------------------------------
 // Files (file operations, wrappers, visibility, locks, links)
@@ -36,28 +35,28 @@ KVSYNCCORE_EXPORT QString ErrorText(int errorNumber);
 
 /// True when the inode carries the immutable flag (FS_IMMUTABLE_FL, set by `chattr +i`).
 /// False when the flag cannot be read (missing file, file system without flags).
-KVSYNCCORE_EXPORT bool IsFileImmutable(const QString& path);
+bool IsFileImmutable(const QString& path);
 
 /// Probes whether another holder keeps @p path from being written: opens it read-write
 /// without blocking, takes a non-blocking exclusive flock() and asks for conflicting
 /// POSIX/OFD record locks. True when the open or the lock fails or a record lock is held.
 /// The probe descriptor is closed at once; note that by POSIX rules this also drops
 /// fcntl() record locks that the calling process itself holds on the same file.
-KVSYNCCORE_EXPORT bool IsFileLockedByOther(const QString& path);
+bool IsFileLockedByOther(const QString& path);
 
 /// @p path with every symbolic link along it resolved (relative paths against the
 /// working folder); the part from the first missing component on is kept as written.
 /// The result is cleaned; a link loop leaves @p path cleaned but unresolved.
-KVSYNCCORE_EXPORT QString ResolveSymbolicLinks(const QString& path);
+QString ResolveSymbolicLinks(const QString& path);
 
 /// True when file managers hide @p path: its name starts with "." or it is listed in
 /// the freedesktop ".hidden" file of its folder.
-KVSYNCCORE_EXPORT bool IsFileHidden(const QString& path);
+bool IsFileHidden(const QString& path);
 
 /// Hides @p path by listing its name in its folder's ".hidden" file, or shows it by
 /// taking the name out (an emptied ".hidden" is removed). A name starting with "."
 /// is always hidden: showing it fails. The ".hidden" file is replaced atomically.
-KVSYNCCORE_EXPORT bool SetFileHidden(const QString& path, bool hidden);
+bool SetFileHidden(const QString& path, bool hidden);
 
 // ---------------------------------------------------------------------------
 // Security (session token)
@@ -66,14 +65,14 @@ KVSYNCCORE_EXPORT bool SetFileHidden(const QString& path, bool hidden);
 /// Login name of the calling process's session (getlogin_r); empty when the
 /// process has no login session (no controlling terminal and no audit login
 /// id: services, CI jobs, processes after setsid).
-KVSYNCCORE_EXPORT QByteArray SessionLoginName();
+QByteArray SessionLoginName();
 
 /// Name of the effective user (getpwuid_r of geteuid); empty when the user
 /// has no entry in the user database.
-KVSYNCCORE_EXPORT QByteArray EffectiveUserName();
+QByteArray EffectiveUserName();
 
 /// Number of the calling process (getpid).
-KVSYNCCORE_EXPORT qint64 CurrentProcessId();
+qint64 CurrentProcessId();
 
 // ---------------------------------------------------------------------------
 // Process coordination (wake-up semaphores)
@@ -117,24 +116,24 @@ int PostNamedSemaphore(const QByteArray& name);
 // ---------------------------------------------------------------------------
 
 /// Target of /proc/self/exe; "" when it cannot be read.
-KVSYNCCORE_EXPORT QString ExecutablePath();
+QString ExecutablePath();
 /// The user's home folder: $HOME, else the password-database entry of the effective user.
-KVSYNCCORE_EXPORT QString HomeFolder();
+QString HomeFolder();
 /// $XDG_DATA_HOME when it is absolute, else ~/.local/share.
-KVSYNCCORE_EXPORT QString UserDataFolder();
+QString UserDataFolder();
 /// First absolute entry of $XDG_DATA_DIRS, else /usr/local/share.
-KVSYNCCORE_EXPORT QString SystemDataFolder();
+QString SystemDataFolder();
 /// $XDG_CONFIG_HOME when it is absolute, else ~/.config.
-KVSYNCCORE_EXPORT QString UserConfigFolder();
+QString UserConfigFolder();
 /// The desktop folder of user-dirs.dirs (XDG_DESKTOP_DIR), else ~/Desktop.
-KVSYNCCORE_EXPORT QString DesktopFolder();
+QString DesktopFolder();
 /// The system library folder.
-KVSYNCCORE_EXPORT QString SystemLibraryFolder();
+QString SystemLibraryFolder();
 
 /// Paths of the shared objects loaded into this process as the loader
 /// reports them, in load order (dl_iterate_phdr). Objects without an absolute
 /// path (the main program, the vDSO) are left out.
-KVSYNCCORE_EXPORT QStringList LoadedLibraryPaths();
+QStringList LoadedLibraryPaths();
 
 /// A process and the path of its executable.
 struct ProcessEntry
@@ -145,30 +144,30 @@ struct ProcessEntry
 /// Every process whose executable link (/proc/<pid>/exe) this process may
 /// read, by ascending pid. A " (deleted)" mark of a replaced executable is
 /// taken off.
-KVSYNCCORE_EXPORT QList<ProcessEntry> RunningProcesses();
+QList<ProcessEntry> RunningProcesses();
 /// State letter of the process ('R', 'S', 'Z', ... from /proc/<pid>/stat);
 /// 0 when there is no such process.
-KVSYNCCORE_EXPORT char ProcessState(qint64 pid);
+char ProcessState(qint64 pid);
 /// Starts @p program with @p arguments as a process that is not a child of
 /// this one (double fork, so it never stays a zombie here). On success sets
 /// @p pid and returns true; on failure sets @p error and returns false.
-KVSYNCCORE_EXPORT bool StartDetachedProcess(const QString& program, const QStringList& arguments,
+bool StartDetachedProcess(const QString& program, const QStringList& arguments,
                                             qint64* pid, QString* error);
 /// One waitpid(pid, WNOHANG | WUNTRACED): 0 while the child runs, @p pid when
 /// it ended (or stopped), -1 when the call fails (not a child, for example).
-KVSYNCCORE_EXPORT qint64 PollChildProcess(qint64 pid);
+qint64 PollChildProcess(qint64 pid);
 /// Blocks the calling thread for whole seconds.
-KVSYNCCORE_EXPORT void SleepSeconds(int seconds);
+void SleepSeconds(int seconds);
 
 /// Name of the operating system for the user agent ("Linux").
-KVSYNCCORE_EXPORT QString SystemName();
+QString SystemName();
 /// Readable name and version of the installed system ("Debian GNU/Linux 12 (bookworm)").
-KVSYNCCORE_EXPORT QString SystemPrettyName();
+QString SystemPrettyName();
 /// Architecture of this build: "x64", "arm64", or the compiler's own name of it.
-KVSYNCCORE_EXPORT QString BuildArchitecture();
+QString BuildArchitecture();
 /// Writes @p text to a null address, so the process dies of SIGSEGV through
 /// whatever crash handler is installed. Never returns.
-[[noreturn]] KVSYNCCORE_EXPORT void CrashByNullWrite(const wchar_t* text);
+[[noreturn]] void CrashByNullWrite(const wchar_t* text);
 
 } // namespace platform
 } // namespace KvSync_6_0

@@ -18,3 +18,9 @@ target_precompile_headers(synccore_testsupport PUBLIC
     <gtest/gtest.h>
     <gmock/gmock.h>)
 synccore_warnings(synccore_testsupport)
+
+# The operating-system layer for the tests and helpers that call it directly:
+# the shared library keeps those functions hidden, as they are not its API.
+add_library(synccore_platform STATIC ${PROJECT_SOURCE_DIR}/platform/Platform_linux.cpp)
+target_link_libraries(synccore_platform PUBLIC KvSyncCore Qt6::Core)
+synccore_warnings(synccore_platform)

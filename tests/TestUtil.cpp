@@ -6,12 +6,95 @@
 #include <QProcess>
 #include <QStandardPaths>
 
+#include <ostream>
+
+void PrintTo(const QString& value, std::ostream* os)
+{
+    *os << '"' << value.toStdString() << '"';
+}
+
+void PrintTo(const QByteArray& value, std::ostream* os)
+{
+    // Printable bytes as they are, the others escaped, so that binary data stays readable.
+    *os << '"';
+    for (const char c : value) {
+        const auto u = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\')
+            *os << '\\' << c;
+        else if (c == '\n')
+            *os << "\\n";
+        else if (u < 0x20 || u >= 0x7f)
+            *os << "\\x"
+                << "0123456789abcdef"[u >> 4] << "0123456789abcdef"[u & 15];
+        else
+            *os << c;
+    }
+    *os << '"';
+}
+
+void PrintTo(const QVariant& value, std::ostream* os)
+{
+    if (!value.isValid()) {
+        *os << "QVariant(invalid)";
+        return;
+    }
+    *os << "QVariant(" << value.typeName() << ", ";
+    PrintTo(value.toString(), os);
+    *os << ')';
+}
+
+void PrintTo(const QDateTime& value, std::ostream* os)
+{
+    *os << (value.isValid() ? value.toString(Qt::ISODateWithMs).toStdString()
+                            : std::string("QDateTime(invalid)"));
+}
+
+inline namespace KvSync_6_0 {
+namespace sync {
+namespace core {
+
+void PrintTo(const SyncDetails& value, std::ostream* os)
+{
+    *os << "SyncDetails(";
+    ::PrintTo(value.details, os);
+    *os << ')';
+}
+
+void PrintTo(const ActionLogEntry& value, std::ostream* os)
+{
+    *os << "ActionLogEntry(type " << value.actionType << ", info ";
+    ::PrintTo(value.relatedItemInfo, os);
+    *os << ", name ";
+    ::PrintTo(value.relatedItemName, os);
+    *os << ", details ";
+    ::PrintTo(value.details.details, os);
+    *os << ", at ";
+    ::PrintTo(value.timestamp, os);
+    *os << ')';
+}
+
+void PrintTo(const SyncAction& value, std::ostream* os)
+{
+    *os << "SyncAction(id " << value.id << ", type " << value.actionType << ", name ";
+    ::PrintTo(value.relatedItemName, os);
+    *os << ", info ";
+    ::PrintTo(value.relatedItemInfo, os);
+    *os << ", details ";
+    ::PrintTo(value.details, os);
+    *os << ", at ";
+    ::PrintTo(value.timestamp, os);
+    *os << ')';
+}
+
+} // namespace core
+} // namespace sync
+} // namespace KvSync_6_0
+
 namespace testutil {
 
 TempDir::TempDir()
     : _dir(QDir::tempPath() + QStringLiteral("/synccoretest-XXXXXX"))
-{
-}
+{ }
 
 QString TempDir::path() const
 {
@@ -33,8 +116,8 @@ QString TempDir::write(const QString& relative, const QByteArray& content) const
     return full;
 }
 
-ProcessResult run(const QString& program, const QStringList& args, int timeoutMs,
-                  const QStringList& extraEnv)
+ProcessResult run(
+    const QString& program, const QStringList& args, int timeoutMs, const QStringList& extraEnv)
 {
     ProcessResult r;
     QProcess p;

@@ -2,10 +2,34 @@
 
 // Helpers shared by the tests: temporary folders, child processes, files.
 
+#include "interfaces/ActionLogTypes.h"
+
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QVariant>
+
+#include <iosfwd>
+
+// GoogleTest printers, so that a failed comparison shows text and values
+// instead of the bytes of the objects. Found by argument-dependent lookup,
+// hence beside the types they print.
+void PrintTo(const QString& value, std::ostream* os);
+void PrintTo(const QByteArray& value, std::ostream* os);
+void PrintTo(const QVariant& value, std::ostream* os);
+void PrintTo(const QDateTime& value, std::ostream* os);
+
+inline namespace KvSync_6_0 {
+namespace sync {
+namespace core {
+void PrintTo(const SyncDetails& value, std::ostream* os);
+void PrintTo(const ActionLogEntry& value, std::ostream* os);
+void PrintTo(const SyncAction& value, std::ostream* os);
+} // namespace core
+} // namespace sync
+} // namespace KvSync_6_0
 
 namespace testutil {
 
@@ -27,15 +51,15 @@ private:
 /// Result of a finished child process.
 struct ProcessResult
 {
-    int exitCode = -1;     ///< exit code, or -1 when it did not exit normally
-    int signal = 0;        ///< terminating signal, 0 when it exited
+    int exitCode = -1; ///< exit code, or -1 when it did not exit normally
+    int signal = 0; ///< terminating signal, 0 when it exited
     QByteArray out;
     QByteArray err;
 };
 
 /// Runs a program to completion (timeout in milliseconds) and returns what it did.
 ProcessResult run(const QString& program, const QStringList& args, int timeoutMs = 60000,
-                  const QStringList& extraEnv = {});
+    const QStringList& extraEnv = {});
 
 /// Path of an executable built beside the tests (a test helper or the tool).
 QString builtExecutable(const QString& name);

@@ -3,7 +3,7 @@
 // Uses Qt's private file-engine classes: code that includes this header needs
 // Qt6::CorePrivate (the private QtCore headers of the same Qt version).
 
-#include "kvsynccore_export.h"
+#include "kvsyncsharingengine_export.h"
 
 #include <QtCore/private/qabstractfileengine_p.h>
 #include <QtCore/private/qfsfileengine_p.h>
@@ -17,7 +17,7 @@
  * programs. On this platform the native engine already opens files shared, so open()
  * forwards unchanged; every other operation is QFSFileEngine's.
  */
-class KVSYNCCORE_EXPORT QSharingFileEngine : public QFSFileEngine
+class KVSYNCSHARINGENGINE_EXPORT QSharingFileEngine : public QFSFileEngine
 {
 public:
     QSharingFileEngine();
@@ -37,7 +37,7 @@ public:
  * creates one early, before files are opened, and keeps it for its lifetime.
  * Resource paths (":...") and the empty name are left to Qt's own engines.
  */
-class KVSYNCCORE_EXPORT QSharingFileEngineHandler : public QAbstractFileEngineHandler
+class KVSYNCSHARINGENGINE_EXPORT QSharingFileEngineHandler : public QAbstractFileEngineHandler
 {
 public:
     QSharingFileEngineHandler();

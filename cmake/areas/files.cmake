@@ -21,7 +21,9 @@ target_sources(KvSyncCore PRIVATE
     Sync/SyncCore/QDirIteratorWrapper.h
     Sync/SyncCore/QDirIteratorWrapper.cpp
     Sync/SyncCore/QEventLoopWrapper.h
-    Sync/SyncCore/QEventLoopWrapper.cpp
+    Sync/SyncCore/QEventLoopWrapper.cpp)
+
+target_sources(KvSyncSharingEngine PRIVATE
     Sync/SyncCore/QSharingFileEngine.h
     Sync/SyncCore/QSharingFileEngine.cpp)
 
@@ -40,7 +42,7 @@ if(TARGET synccore)
 endif()
 synccore_add_test(qsharingfileenginetest
     SOURCES tests/qsharingfileenginetest.cpp tests/qsharingfileenginetest.qrc
-    LIBS Qt6::CorePrivate)
+    LIBS KvSyncSharingEngine)
 if(TARGET qsharingfileenginetest)
     set_target_properties(qsharingfileenginetest PROPERTIES AUTORCC ON)
 endif()

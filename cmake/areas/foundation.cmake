@@ -27,6 +27,8 @@ synccore_add_test(packagetest SOURCES tests/packagetest.cpp TIMEOUT 600)
 if(TARGET packagetest)
     target_compile_definitions(packagetest PRIVATE
         CMAKE_COMMAND="${CMAKE_COMMAND}"
+        CPACK_COMMAND="${CMAKE_CPACK_COMMAND}"
+        SYNCCORE_DEB_RUNTIME="${SYNCCORE_DEB_RUNTIME}"
         LIBDIR="${CMAKE_INSTALL_LIBDIR}"
         SYNCCORE_SANITIZE_FLAGS="${SYNCCORE_SANITIZE}")
     # The tool and the libraries must be built before they can be installed.
