@@ -437,15 +437,23 @@ TEST_F(Files, SetFileVisibilityGioSeesItAndForeignLinesStay)
         return GeneralUtil::SetFileVisibility(path(name), visible);
     };
     make({ ".hidden=other\nno-newline-at-end", "a.txt", "folder/", ".dot" });
-    ASSERT_TRUE(set("a.txt", false) && set("a.txt", false) && set("folder/", false));
-    EXPECT_TRUE(hidden("a.txt") && hidden("folder"));
+    ASSERT_TRUE(set("a.txt", false));
+    ASSERT_TRUE(set("a.txt", false));
+    ASSERT_TRUE(set("folder/", false));
+    EXPECT_TRUE(hidden("a.txt"));
+    EXPECT_TRUE(hidden("folder"));
     EXPECT_EQ(testutil::readFile(path(".hidden")), "other\nno-newline-at-end\na.txt\nfolder\n");
-    ASSERT_TRUE(set("a.txt", true) && set("folder", true));
+    ASSERT_TRUE(set("a.txt", true));
+    ASSERT_TRUE(set("folder", true));
     EXPECT_FALSE(hidden("a.txt") || hidden("folder"));
     EXPECT_EQ(testutil::readFile(path(".hidden")), "other\nno-newline-at-end\n");
     // Dot names stay hidden; a missing file cannot be hidden.
-    EXPECT_TRUE(set(".dot", false) && !set(".dot", true) && !set("missing", false));
-    EXPECT_TRUE(QFile::remove(path(".hidden")) && set("a.txt", false) && set("a.txt", true));
+    EXPECT_TRUE(set(".dot", false));
+    EXPECT_FALSE(set(".dot", true));
+    EXPECT_FALSE(set("missing", false));
+    EXPECT_TRUE(QFile::remove(path(".hidden")));
+    EXPECT_TRUE(set("a.txt", false));
+    EXPECT_TRUE(set("a.txt", true));
     EXPECT_EQ(contents(), (QStringList { ".dot=", "a.txt=", "folder/" }))
         << "an emptied list is removed";
 }

@@ -119,7 +119,8 @@ TEST(ValuesTest, EnumValueToNameAndBack)
 
     EXPECT_EQ(GeneralUtil::GetEnumNames(kAccess, 5), QStringList({"None", "Read", "Write", "Execute", "All"}));
     EXPECT_EQ(GeneralUtil::GetEnumNames(kAccess, 2), QStringList({"None", "Read"}));
-    EXPECT_TRUE(GeneralUtil::GetEnumNames(kAccess, -1).isEmpty() && GeneralUtil::GetEnumNames(nullptr, 3).isEmpty());
+    EXPECT_TRUE(GeneralUtil::GetEnumNames(kAccess, -1).isEmpty());
+    EXPECT_TRUE(GeneralUtil::GetEnumNames(nullptr, 3).isEmpty());
 }
 
 TEST(ValuesTest, FlagNamesRoundTrip)
@@ -143,7 +144,8 @@ TEST(ValuesTest, FlagNamesRoundTrip)
 TEST(ValuesTest, CallTexts)
 {
     EXPECT_EQ(GeneralUtil::GetMatchingBrace(L'('), L')');
-    EXPECT_TRUE(GeneralUtil::GetMatchingBrace(L'[') == L'\0' && GeneralUtil::GetMatchingBrace(L')') == L'\0');
+    EXPECT_EQ(GeneralUtil::GetMatchingBrace(L'['), L'\0');
+    EXPECT_EQ(GeneralUtil::GetMatchingBrace(L')'), L'\0');
     const struct { QString text; int openPos, closePos; } braces[] = {
         {"f(a)", 1, 3}, {"f(a(b)c)", 1, 7}, {"f(a(b)c)", 3, 5}, {"f(a", 1, -1}, {"f(a(b)", 1, -1},
         {"f(a)", 0, -1}, {"()", -1, -1}, {"()", 2, -1},

@@ -310,7 +310,8 @@ protected:
     static void expectValid(const QString& file)
     {
         const testutil::ProcessResult r = testutil::run("desktop-file-validate", { file });
-        EXPECT_TRUE(r.exitCode == 0 && r.out.isEmpty()) << r.out.constData() << r.err.constData();
+        EXPECT_EQ(r.exitCode, 0) << r.err.constData();
+        EXPECT_EQ(r.out, QByteArray());
     }
     QStringList entries() const { return QDir(folder).entryList(QDir::Files, QDir::Name); }
 

@@ -102,7 +102,9 @@ TEST_F(RegistryUtilTest, WritesLandInTheApplicationsSettingsFile)
 
     // A key exists only for a stored value, not for a key that holds values.
     EXPECT_FALSE(RegistryUtil::KeyExists("K") || RegistryUtil::KeyExists("A/B") || RegistryUtil::KeyExists("K/x"));
-    EXPECT_TRUE(RegistryUtil::KeyExists("K/s") && RegistryUtil::KeyExists("K/s", true) && RegistryUtil::KeyExists("A/B/w"));
+    EXPECT_TRUE(RegistryUtil::KeyExists("K/s"));
+    EXPECT_TRUE(RegistryUtil::KeyExists("K/s", true));
+    EXPECT_TRUE(RegistryUtil::KeyExists("A/B/w"));
     // DeleteKey deletes nothing; DeleteValue one value.
     EXPECT_FALSE(RegistryUtil::DeleteKey("K", false) || RegistryUtil::DeleteKey("K", true));
     EXPECT_EQ(onDisk("K/s").toString(), QStringLiteral("text"));

@@ -64,7 +64,11 @@ int rowCount(SqliteDatabaseFactory& factory)
 class SqliteTest : public ::testing::Test
 {
 protected:
-    void SetUp() override { ASSERT_TRUE(factory && factory->CreateActionLogTable()); }
+    void SetUp() override
+    {
+        ASSERT_TRUE(factory);
+        ASSERT_TRUE(factory->CreateActionLogTable());
+    }
     testutil::TempDir dir;
     std::shared_ptr<SqliteDatabaseFactory> factory
         = SqliteDatabaseFactory::Open(dir.filePath(QStringLiteral("a.db")));
@@ -114,7 +118,8 @@ TEST(SqliteOpenTest, CreatesTheFileInWalModeWithTheTableOnceAndReopens)
     {
         QString error = QStringLiteral("stale");
         auto factory = SqliteDatabaseFactory::Open(path, &error);
-        ASSERT_TRUE(factory && factory->CreateActionLogTable());
+        ASSERT_TRUE(factory);
+        ASSERT_TRUE(factory->CreateActionLogTable());
         EXPECT_TRUE(error.isEmpty());
         EXPECT_EQ(factory->FilePath(), dir.filePath(QStringLiteral("actions.db")));
         for (const auto& [pragma, value] : { std::pair { "journal_mode", "wal" },
@@ -127,7 +132,8 @@ TEST(SqliteOpenTest, CreatesTheFileInWalModeWithTheTableOnceAndReopens)
         ASSERT_TRUE(run(*factory, QStringLiteral("DELETE FROM ActionLog WHERE id = 2")));
     }
     auto again = SqliteDatabaseFactory::Open(path);
-    ASSERT_TRUE(again && again->CreateActionLogTable()); // neither fails nor empties the table
+    ASSERT_TRUE(again);
+    ASSERT_TRUE(again->CreateActionLogTable()); // neither fails nor empties the table
     EXPECT_EQ(rowCount(*again), 1);
     EXPECT_EQ(insertRow(*again, QStringLiteral("c")), 3)
         << "AUTOINCREMENT: deleted ids are not reused";
@@ -138,7 +144,8 @@ TEST_F(SqliteTest, CachedStatementsStartUnboundNestAndSurviveEviction)
 {
     ASSERT_EQ(insertRow(*factory, QStringLiteral("full")), 1);
     auto partial = factory->CreateQuery();
-    ASSERT_TRUE(partial->prepare(kInsert) && partial->exec()); // the same text, from the cache
+    ASSERT_TRUE(partial->prepare(kInsert)); // the same text, from the cache
+    ASSERT_TRUE(partial->exec());
     EXPECT_EQ(scalar(*factory,
                   QStringLiteral("SELECT count(*) FROM ActionLog "
                                  "WHERE coalesce(relatedItemName, details) IS NULL"))
@@ -186,7 +193,8 @@ TEST_F(SqliteTest, FailuresAreReportedAndReadablePerThread)
     EXPECT_FALSE(query->exec() || query->next() || query->lastInsertId().isValid());
     // A constraint failure surfaces at exec().
     ASSERT_TRUE(query->prepare(QStringLiteral("INSERT INTO ActionLog (id) VALUES (7)")));
-    EXPECT_TRUE(query->exec() && query->lastInsertId().toInt() == 7);
+    EXPECT_TRUE(query->exec());
+    EXPECT_EQ(query->lastInsertId().toInt(), 7);
     EXPECT_FALSE(query->exec());
     EXPECT_TRUE(factory->LastError().contains(QLatin1String("UNIQUE")))
         << factory->LastError().toStdString();

@@ -156,7 +156,8 @@ TEST(WakeupQuirkTest, SlashInLoginAndEndTimeInWholeSeconds)
     TestableWrapper wrapper(std::make_shared<ExitManager>());
     const auto before = boost::posix_time::microsec_clock::universal_time();
     const auto end = wrapper._CalculateWaitEndTime(2999) - boost::posix_time::seconds(2);
-    EXPECT_TRUE(end >= before && end <= boost::posix_time::microsec_clock::universal_time());
+    EXPECT_GE(end, before);
+    EXPECT_LE(end, boost::posix_time::microsec_clock::universal_time());
 }
 
 // The thread still gets as far as replacing the semaphore left under our name
@@ -204,7 +205,8 @@ TEST_F(WakeupTest, FailuresAreLoggedAndSurvived)
     LogFile log;
     _wrapper.throwsLeft = 2;
     _wrapper.start();
-    EXPECT_TRUE(waitUntil([&] { return log.lines().size() >= 4; }) && _wrapper.isRunning());
+    EXPECT_TRUE(waitUntil([&] { return log.lines().size() >= 4; }));
+    EXPECT_TRUE(_wrapper.isRunning());
     EXPECT_EQ(wake(), WakeResult::Failed);
     EXPECT_TRUE(stop());
     const QList<QByteArray> lines = log.lines();
@@ -273,7 +275,8 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
 
     service.terminate();
     ASSERT_TRUE(service.waitForFinished(3 * WakeupSignalsWrapper::WAIT_SLICE_MS));
-    EXPECT_TRUE(service.exitStatus() == QProcess::NormalExit && service.exitCode() == 0);
+    EXPECT_EQ(service.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(service.exitCode(), 0);
     EXPECT_TRUE(
         (output += service.readAllStandardOutput()).endsWith("stopped after 1 wake-up calls\n"))
         << output.constData();
@@ -287,7 +290,8 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
              { "wake --pid=-5", "not a process id: '-5'" },
              { "wait now", "wait takes no arguments" } }) {
         const auto r = testutil::run(tool, QString::fromLatin1(args).split(QLatin1Char(' ')));
-        EXPECT_TRUE(r.exitCode == 2 && r.out.isEmpty()) << args;
+        EXPECT_EQ(r.exitCode, 2) << args;
+        EXPECT_EQ(r.out, QByteArray()) << args;
         EXPECT_EQ(r.err, QByteArray("synccore: ") + message + '\n');
     }
 }
