@@ -3,6 +3,7 @@
 // for processes, autostart entries and the user-agent texts.
 
 #include "CloudUtil/GeneralUtil.h"
+#include "Sync/SyncCore/Logger_p.h"
 
 #include "platform/Platform.h"
 
@@ -18,7 +19,6 @@
 #include <QTextStream>
 #include <QUrl>
 
-#include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
 #include <algorithm>
@@ -28,7 +28,7 @@ namespace CloudUtil {
 
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance("SyncCore");
+SYNCCORE_LOGGER(logger, "SyncCore")
 
 struct CompanionNames
 {
@@ -269,7 +269,7 @@ QString executableFromUrl(const QString& appUrl)
 bool enableAutostart(const QString& folder, const QString& name, const QString& program)
 {
     if (!QDir().mkpath(folder)) {
-        LOG4CPLUS_ERROR(logger,
+        LOG4CPLUS_ERROR(logger(),
             QStringLiteral("Cannot create the autostart folder %1").arg(folder).toStdString());
         return false;
     }
@@ -283,14 +283,14 @@ bool enableAutostart(const QString& folder, const QString& name, const QString& 
                              .arg(escapeValue(name), escapeValue(quoteExecArgument(program)));
     file.write(text.toUtf8());
     if (!file.commit()) {
-        LOG4CPLUS_ERROR(logger,
+        LOG4CPLUS_ERROR(logger(),
             QStringLiteral("Cannot write the autostart entry %1: %2")
                 .arg(file.fileName(), file.errorString())
                 .toStdString());
         return false;
     }
     LOG4CPLUS_INFO(
-        logger, QStringLiteral("Added the autostart entry %1").arg(file.fileName()).toStdString());
+        logger(), QStringLiteral("Added the autostart entry %1").arg(file.fileName()).toStdString());
     return true;
 }
 
@@ -312,9 +312,9 @@ bool disableAutostart(const QString& folder, const QString& name, const QString&
         if (QFile::remove(path)) {
             removed = true;
             LOG4CPLUS_INFO(
-                logger, QStringLiteral("Removed the autostart entry %1").arg(path).toStdString());
+                logger(), QStringLiteral("Removed the autostart entry %1").arg(path).toStdString());
         } else {
-            LOG4CPLUS_ERROR(logger,
+            LOG4CPLUS_ERROR(logger(),
                 QStringLiteral("Cannot remove the autostart entry %1").arg(path).toStdString());
         }
     }
@@ -515,7 +515,7 @@ bool GeneralUtil::LaunchProcess(QString path, QStringList arguments)
     const QFileInfo info(path);
     if (path.isEmpty() || !info.exists()) {
         LOG4CPLUS_ERROR(
-            logger, QStringLiteral("Cannot launch %1: no such file").arg(path).toStdString());
+            logger(), QStringLiteral("Cannot launch %1: no such file").arg(path).toStdString());
         return false;
     }
     // Absolute, so that a bare name is never looked up on PATH instead.
@@ -524,11 +524,11 @@ bool GeneralUtil::LaunchProcess(QString path, QStringList arguments)
     QString error;
     if (!platform::StartDetachedProcess(program, arguments, &pid, &error)) {
         LOG4CPLUS_ERROR(
-            logger, QStringLiteral("Cannot launch %1: %2").arg(program, error).toStdString());
+            logger(), QStringLiteral("Cannot launch %1: %2").arg(program, error).toStdString());
         return false;
     }
     LOG4CPLUS_INFO(
-        logger, QStringLiteral("Launched %1 as process %2").arg(program).arg(pid).toStdString());
+        logger(), QStringLiteral("Launched %1 as process %2").arg(program).arg(pid).toStdString());
     return true;
 }
 

@@ -68,6 +68,13 @@ function(synccore_add_library target)
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
     install(FILES ${PROJECT_BINARY_DIR}/include/${lower}_export.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/SyncCore COMPONENT development)
+    # The package config and the pkg-config file list the libraries that every
+    # consumer gets.
+    if(L_EXPORT_SET STREQUAL "SyncCoreTargets")
+        set_property(GLOBAL APPEND PROPERTY SYNCCORE_COMPONENTS ${L_EXPORT_NAME})
+        set_property(GLOBAL APPEND PROPERTY SYNCCORE_PC_LIBS
+            -l${target}-${PROJECT_VERSION_MAJOR}_${PROJECT_VERSION_MINOR})
+    endif()
 endfunction()
 
 # synccore_add_test(name SOURCES f.cpp... [LIBS lib...] [CONCURRENT] [TIMEOUT s])

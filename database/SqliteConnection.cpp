@@ -1,4 +1,5 @@
 #include "database/SqliteConnection_p.h"
+#include "Sync/SyncCore/Logger_p.h"
 
 #include <QSqlDriver>
 #include <QSqlError>
@@ -6,7 +7,6 @@
 #include <QThread>
 #include <QVariant>
 
-#include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
 
 #include <sqlite3.h>
@@ -30,11 +30,7 @@ constexpr int kBusyTimeoutMs = 10000;
 // only matters for a caller that builds statement texts on the fly.
 constexpr std::size_t kMaxCachedStatements = 64;
 
-log4cplus::Logger& logger()
-{
-    static log4cplus::Logger instance = log4cplus::Logger::getInstance("SyncCore");
-    return instance;
-}
+SYNCCORE_LOGGER(logger, "SyncCore")
 
 void logError(const QString& text, int line, const char* function)
 {

@@ -1,4 +1,5 @@
 #include "database/SqliteDatabaseFactory.h"
+#include "Sync/SyncCore/Logger_p.h"
 
 #include "database/SqliteConnection_p.h"
 #include "database/SqliteDatabaseWrapper_p.h"
@@ -6,7 +7,6 @@
 
 #include <QFileInfo>
 
-#include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
 
 inline namespace KvSync_6_0 {
@@ -17,11 +17,12 @@ namespace {
 
 const char* const kFile = "database/SqliteDatabaseFactory";
 
+SYNCCORE_LOGGER(logger, "SyncCore")
+
 void logError(const QString& text, int line, const char* function)
 {
-    static log4cplus::Logger logger = log4cplus::Logger::getInstance("SyncCore");
-    if (logger.isEnabledFor(log4cplus::ERROR_LOG_LEVEL))
-        logger.forcedLog(log4cplus::ERROR_LOG_LEVEL, text.toStdString(), kFile, line, function);
+    if (logger().isEnabledFor(log4cplus::ERROR_LOG_LEVEL))
+        logger().forcedLog(log4cplus::ERROR_LOG_LEVEL, text.toStdString(), kFile, line, function);
 }
 
 // What is wrong with @p filePath before SQLite sees it; empty when nothing is.

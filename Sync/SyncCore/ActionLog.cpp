@@ -1,4 +1,5 @@
 #include "Sync/SyncCore/ActionLog.h"
+#include "Sync/SyncCore/Logger_p.h"
 
 #include "Sync/SyncCore/SyncException.h"
 #include "interfaces/IDatabaseFactory.h"
@@ -10,7 +11,6 @@
 #include <QDomNodeList>
 #include <QTimerEvent>
 
-#include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
 #include <exception>
@@ -23,7 +23,7 @@ namespace core {
 
 namespace {
 
-log4cplus::Logger _logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("SyncCore"));
+SYNCCORE_LOGGER(logger, "SyncCore")
 
 const QString INSERT_ACTION = QStringLiteral(
     "INSERT INTO ActionLog (actionType, relatedItemName, relatedItemInfo, timestamp, details) "
@@ -222,9 +222,9 @@ void ActionLog::timerEvent(QTimerEvent*)
     try {
         _FlushEventsToDb();
     } catch (const std::exception& e) {
-        LOG4CPLUS_ERROR(_logger, "Flushing the action log failed: " << e.what());
+        LOG4CPLUS_ERROR(logger(), "Flushing the action log failed: " << e.what());
     } catch (...) {
-        LOG4CPLUS_ERROR(_logger, "Flushing the action log failed with an unknown exception");
+        LOG4CPLUS_ERROR(logger(), "Flushing the action log failed with an unknown exception");
     }
 }
 
@@ -395,7 +395,7 @@ bool ActionLog::ManageLogSize()
     const bool deleted = query->exec();
     if (!deleted)
         LOG4CPLUS_ERROR(
-            _logger, "Trimming the action log below id " << (maxId - MaxRows) << " failed");
+            logger(), "Trimming the action log below id " << (maxId - MaxRows) << " failed");
     return deleted;
 }
 

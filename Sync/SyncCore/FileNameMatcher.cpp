@@ -1,10 +1,10 @@
 #include "Sync/SyncCore/FileNameMatcher.h"
+#include "Sync/SyncCore/Logger_p.h"
 
 #include <QRegularExpression>
 #include <QSettings>
 #include <QStringList>
 
-#include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
 #include <array>
@@ -23,11 +23,7 @@ const QString uploadDownloadExclusionsRegex = QStringLiteral(
 
 namespace {
 
-log4cplus::Logger& matcherLogger()
-{
-    static log4cplus::Logger logger = log4cplus::Logger::getInstance("SyncCore");
-    return logger;
-}
+SYNCCORE_LOGGER(matcherLogger, "SyncCore")
 
 // The sync engine asks about every local and remote name, so Match is hot.
 // Going through QRegularExpression costs a few heap allocations per call
@@ -315,10 +311,9 @@ FileNameMatcher::FileNameMatcher(QString settingsKey, QString defaultPatterns)
                 plan->literalPieces.push_back(std::move(*literal));
                 literalSources.append(piece);
             } else {
-                plan->otherPieces.push_back(expression);
+                plan->otherPieces.push_back(std::move(expression));
             }
         }
-        _expressions.append(std::move(expression));
     }
     if (!literalSources.isEmpty()) {
         // The literal pieces hold no groups or back-references, so wrapping

@@ -3,12 +3,9 @@
 #include "interfaces/SyncNamespace.h"
 #include "kvsynccore_export.h"
 
-#include <QList>
 #include <QString>
 
 #include <memory>
-
-class QRegularExpression;
 
 inline namespace KvSync_6_0 {
 namespace sync {
@@ -75,8 +72,6 @@ public:
 private:
     struct Plan;
 
-    /// One compiled expression per piece, in the order of the pattern string.
-    QList<std::shared_ptr<QRegularExpression>> _expressions;
     /// How Match answers; built from _expressions and never changed afterwards.
     std::shared_ptr<const Plan> _plan;
 };

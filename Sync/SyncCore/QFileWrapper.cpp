@@ -1,4 +1,5 @@
 #include "Sync/SyncCore/QFileWrapper.h"
+#include "Sync/SyncCore/Logger_p.h"
 
 #include "CloudUtil/GeneralUtil.h"
 #include "Sync/SyncCore/Consts.h"
@@ -8,7 +9,6 @@
 #include <QDir>
 #include <QFileInfo>
 
-#include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
 
 #include <limits>
@@ -20,13 +20,12 @@ namespace core {
 namespace {
 const char* const kFile = "Sync/SyncCore/QFileWrapper";
 
-// The class logger, obtained once when the library is loaded.
-log4cplus::Logger _logger = log4cplus::Logger::getInstance("QFileWrapper");
+SYNCCORE_LOGGER(logger, "QFileWrapper")
 
 void logAt(log4cplus::LogLevel level, const QString& text, int line, const char* function)
 {
-    if (_logger.isEnabledFor(level))
-        _logger.forcedLog(level, text.toStdString(), kFile, line, function);
+    if (logger().isEnabledFor(level))
+        logger().forcedLog(level, text.toStdString(), kFile, line, function);
 }
 } // namespace
 

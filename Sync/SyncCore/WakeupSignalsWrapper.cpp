@@ -1,4 +1,5 @@
 #include "Sync/SyncCore/WakeupSignalsWrapper.h"
+#include "Sync/SyncCore/Logger_p.h"
 
 #include "Sync/SyncCore/Finally.h"
 #include "Sync/SyncCore/SessionToken.h"
@@ -9,7 +10,6 @@
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
-#include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
 
 #include <cerrno>
@@ -24,12 +24,12 @@ namespace {
 const char* const kFile = "Sync/SyncCore/WakeupSignalsWrapper";
 const QString kNamePrefix = QStringLiteral("syncSharedMemoryForWakeupSemaphore");
 
-log4cplus::Logger s_logger = log4cplus::Logger::getInstance("sync");
+SYNCCORE_LOGGER(logger, "sync")
 
 void logError(const QString& text, int line, const char* function)
 {
-    if (s_logger.isEnabledFor(log4cplus::ERROR_LOG_LEVEL))
-        s_logger.forcedLog(log4cplus::ERROR_LOG_LEVEL, text.toStdString(), kFile, line, function);
+    if (logger().isEnabledFor(log4cplus::ERROR_LOG_LEVEL))
+        logger().forcedLog(log4cplus::ERROR_LOG_LEVEL, text.toStdString(), kFile, line, function);
 }
 
 // The semaphore's name in the system: a leading slash makes it portable.
