@@ -6,6 +6,10 @@ if(SYNCCORE_SANITIZE)
     add_link_options(-fsanitize=${SYNCCORE_SANITIZE})
 endif()
 
+# Source locations in log lines and assertion messages (__FILE__) are paths
+# relative to the source tree, whatever folder the tree was built in.
+add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
 # In the fuzz build the library itself carries coverage instrumentation, so
 # that libFuzzer's feedback reaches into the code a target exercises.
 if(SYNCCORE_BUILD_FUZZERS)

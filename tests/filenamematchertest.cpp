@@ -16,6 +16,10 @@
 
 #include <gtest/gtest.h>
 
+#include <log4cplus/fileappender.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/logger.h>
+
 #include <algorithm>
 #include <atomic>
 #include <random>
@@ -221,4 +225,23 @@ TEST(FileNameMatcherTest, ManyThreadsShareOneFreshMatcher)
             thread.join();
         EXPECT_EQ(mismatches.load(), 0) << "round " << round;
     }
+}
+
+// Log lines name the source file by its path in the tree, not by the folder
+// the library happened to be built in.
+TEST(FileNameMatcherTest, LogsAnInvalidPatternWithItsPathInTheTree)
+{
+    testutil::TempDir dir;
+    const QString path = dir.filePath(QStringLiteral("matcher.log"));
+    log4cplus::SharedAppenderPtr appender(new log4cplus::FileAppender(path.toStdString()));
+    appender->setLayout(std::make_unique<log4cplus::PatternLayout>("%F|%m%n"));
+    log4cplus::Logger logger = log4cplus::Logger::getInstance("SyncCore");
+    logger.addAppender(appender);
+    const FileNameMatcher matcher(QString(), QStringLiteral("(unclosed"));
+    logger.removeAppender(appender);
+    appender->close();
+
+    EXPECT_FALSE(matcher.Match(QStringLiteral("unclosed")));
+    const QByteArray log = testutil::readFile(path);
+    EXPECT_TRUE(log.startsWith("Sync/SyncCore/FileNameMatcher.cpp|Exclusion pattern '(unclosed'")) << log.constData();
 }
