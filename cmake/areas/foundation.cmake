@@ -29,6 +29,7 @@ if(TARGET packagetest)
         CMAKE_COMMAND="${CMAKE_COMMAND}"
         CPACK_COMMAND="${CMAKE_CPACK_COMMAND}"
         SYNCCORE_DEB_RUNTIME="${SYNCCORE_DEB_RUNTIME}"
+        SYNCCORE_WERROR_ON=$<BOOL:${SYNCCORE_WERROR}>
         LIBDIR="${CMAKE_INSTALL_LIBDIR}"
         SYNCCORE_SANITIZE_FLAGS="${SYNCCORE_SANITIZE}")
     # The tool and the libraries must be built before they can be installed.
