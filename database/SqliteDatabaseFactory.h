@@ -47,6 +47,29 @@ class SqliteConnectionRegistry;
 class KVSYNCCORE_EXPORT SqliteDatabaseFactory : public sync::interf::factory::IDatabaseFactory
 {
 public:
+    /// How long a statement waits for a lock another connection holds, by default.
+    static constexpr int DefaultBusyTimeoutMsec = 10000;
+
+    /// Settings of Open() beyond the file path.
+    struct Options
+    {
+        /// How long a statement waits for another connection's lock before it
+        /// fails with "database is locked", in milliseconds.
+        int busyTimeoutMsec = DefaultBusyTimeoutMsec;
+    };
+
+    /// What kind of failure LastError() describes.
+    enum class ErrorKind {
+        None, ///< no failure on this thread
+        Busy, ///< another connection held the lock for the whole busy timeout
+        Corrupt, ///< the file is damaged (SQLite: "database disk image is malformed")
+        NotADatabase, ///< the file is not an SQLite database at all
+        ReadOnly, ///< the file, its folder or the file system cannot be written
+        Full, ///< the disk, a file size limit or max_page_count is reached
+        CannotOpen, ///< the file or its companions cannot be opened or created
+        Other, ///< anything else (SQL errors, constraints, I/O errors)
+    };
+
     /**
      * @brief Opens (creating when missing) the database file @p filePath.
      *
@@ -58,6 +81,9 @@ public:
      */
     static std::shared_ptr<SqliteDatabaseFactory> Open(
         const QString& filePath, QString* errorMessage = nullptr);
+    /// Open() with @p options instead of the defaults.
+    static std::shared_ptr<SqliteDatabaseFactory> Open(
+        const QString& filePath, const Options& options, QString* errorMessage = nullptr);
 
     ~SqliteDatabaseFactory() override;
 
@@ -85,6 +111,8 @@ public:
      * until the next failure on this thread.
      */
     QString LastError() const;
+    /// The kind of the failure LastError() describes; ErrorKind::None when it is empty.
+    ErrorKind LastErrorKind() const;
 
     /// The calling thread's database handle (immediate transactions, commit, rollback).
     std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override;
