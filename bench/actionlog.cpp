@@ -5,6 +5,11 @@
 // same N rows inserted with one prepared statement in one transaction, on a
 // file with the same table and the same journal settings. Both clear the table
 // between iterations, untimed. Printed: rows per second of each and their ratio.
+//
+// Also: the latency of AddAction on 4 threads while a 100,000-row flush runs on
+// another thread, beside the same with an idle log (additions never wait for
+// the database, so the two should be alike). Printed: median and 99th
+// percentile of each, and the ratio of the percentiles.
 
 #include "Sync/SyncCore/ActionLog.h"
 #include "database/SqliteDatabaseFactory.h"
@@ -19,8 +24,12 @@
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <map>
+#include <thread>
 #include <memory>
 #include <string>
 #include <vector>
@@ -158,6 +167,103 @@ BENCHMARK(BM_RawSqlite)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true);
 
+struct Latency
+{
+    double medianUs = 0;
+    double p99Us = 0;
+    size_t samples = 0;
+};
+
+/// AddAction latency on @p threads threads, each adding an action every 20 us
+/// or so; while a flush of @p flushRows queued actions runs when that is not 0,
+/// otherwise for as long as such a flush took (@p idleMs).
+Latency measureAddLatency(int threads, int flushRows, qint64* flushMs, qint64 idleMs)
+{
+    using Clock = std::chrono::steady_clock;
+    auto factory = openFactory(QStringLiteral("latency-%1.sqlite").arg(flushRows));
+    if (!factory)
+        return {};
+    ActionLog log(factory);
+    for (int i = 0; i < flushRows; ++i)
+        log.AddAction(action::DownloadFailed, itemPath(i), itemName(i));
+
+    std::atomic<bool> stop { false };
+    std::atomic<int> ready { 0 };
+    std::vector<std::vector<double>> samples(static_cast<size_t>(threads));
+    std::vector<std::thread> adders;
+    for (int t = 0; t < threads; ++t) {
+        adders.emplace_back([&, t] {
+            std::vector<double>& mine = samples[size_t(t)];
+            mine.reserve(200000);
+            ++ready;
+            while (!stop.load(std::memory_order_relaxed)) {
+                const auto before = Clock::now();
+                log.AddAction(action::FileUploaded, QStringLiteral("/home/user/Sync/a.txt"),
+                    QStringLiteral("a.txt"));
+                mine.push_back(
+                    std::chrono::duration<double, std::micro>(Clock::now() - before).count());
+                std::this_thread::sleep_for(std::chrono::microseconds(20));
+            }
+        });
+    }
+    while (ready.load() < threads)
+        std::this_thread::yield();
+    const auto start = Clock::now();
+    if (flushRows > 0) {
+        std::thread flusher([&] { log.Flush(); });
+        flusher.join();
+        *flushMs
+            = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+    } else {
+        std::this_thread::sleep_for(std::chrono::milliseconds(idleMs));
+    }
+    stop = true;
+    for (std::thread& adder : adders)
+        adder.join();
+
+    std::vector<double> all;
+    for (const auto& mine : samples)
+        all.insert(all.end(), mine.begin(), mine.end());
+    Latency result;
+    result.samples = all.size();
+    if (all.empty())
+        return result;
+    const auto at = [&all](double fraction) {
+        const size_t index = std::min(all.size() - 1, size_t(fraction * double(all.size())));
+        std::nth_element(all.begin(), all.begin() + std::ptrdiff_t(index), all.end());
+        return all[index];
+    };
+    result.medianUs = at(0.5);
+    result.p99Us = at(0.99);
+    return result; // the log writes the additions as it goes: not part of the figure
+}
+
+void printAddLatency()
+{
+    constexpr int threads = 4, rows = 100000;
+    qint64 flushMs = 0;
+    // Median of three runs of each, by p99.
+    std::vector<Latency> busy, idle;
+    for (int run = 0; run < 3; ++run) {
+        busy.push_back(measureAddLatency(threads, rows, &flushMs, 0));
+        idle.push_back(measureAddLatency(threads, 0, nullptr, std::max<qint64>(flushMs, 200)));
+    }
+    const auto median = [](std::vector<Latency> runs) {
+        std::sort(runs.begin(), runs.end(),
+            [](const Latency& a, const Latency& b) { return a.p99Us < b.p99Us; });
+        return runs[runs.size() / 2];
+    };
+    const Latency during = median(busy), quiet = median(idle);
+    std::printf("\nAddAction latency on %d threads (median of 3 runs; last flush %lld ms)\n"
+                "%-26s %12s %12s %10s\n",
+        threads, static_cast<long long>(flushMs), "", "median us", "p99 us", "samples");
+    std::printf(
+        "%-26s %12.2f %12.2f %10zu\n", "idle log", quiet.medianUs, quiet.p99Us, quiet.samples);
+    std::printf("%-26s %12.2f %12.2f %10zu\n", "during a 100000-row flush", during.medianUs,
+        during.p99Us, during.samples);
+    if (quiet.p99Us > 0)
+        std::printf("p99 ratio %.2fx  (target <= 2.00x)\n", during.p99Us / quiet.p99Us);
+}
 
 } // namespace
 
@@ -188,5 +294,6 @@ int main(int argc, char** argv)
             continue;
         std::printf("%-8s %16.0f %16.0f %7.2fx  (target >= 0.50x)\n", rows, ours, raw, ours / raw);
     }
+    printAddLatency();
     return 0;
 }

@@ -22,10 +22,6 @@ namespace {
 
 const char* const kFile = "database/SqliteConnection";
 
-// How long a statement waits for a lock another connection holds before it
-// fails with "database is locked". A flush of a large batch must fit in it.
-constexpr int kBusyTimeoutMs = 10000;
-
 // Statement texts kept per connection. The library uses a handful; the bound
 // only matters for a caller that builds statement texts on the fly.
 constexpr std::size_t kMaxCachedStatements = 64;
@@ -86,13 +82,15 @@ thread_local ThreadExitHook threadExitHook;
 
 // --- SqliteConnection -----------------------------------------------------------
 
-SqliteConnection::SqliteConnection(const QString& filePath, const QString& connectionName)
+SqliteConnection::SqliteConnection(
+    const QString& filePath, const QString& connectionName, int busyTimeoutMsec)
     : _filePath(filePath)
     , _connectionName(connectionName)
+    , _busyTimeoutMsec(busyTimeoutMsec)
     , _database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName))
 {
     _database.setDatabaseName(filePath);
-    _database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
+    _database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeoutMsec));
 }
 
 SqliteConnection::~SqliteConnection()
@@ -115,6 +113,16 @@ void SqliteConnection::_Close()
 
 bool SqliteConnection::EnsureOpen()
 {
+    return _Open(false);
+}
+
+bool SqliteConnection::OpenVerified()
+{
+    return _Open(true);
+}
+
+bool SqliteConnection::_Open(bool verify)
+{
     if (_handle)
         return true;
     if (!_database.isValid()) {
@@ -134,11 +142,34 @@ bool SqliteConnection::EnsureOpen()
         _Close();
         return false;
     }
-    if (!_Configure()) {
+    if ((verify && !_Verify()) || !_Configure()) {
         _Close();
         return false;
     }
     return true;
+}
+
+bool SqliteConnection::_Verify()
+{
+    // Switching the journal mode and creating the table write to the file;
+    // a damaged file must be refused before either touches it. quick_check
+    // reads every page (without the costlier index cross-checks) and only
+    // reads.
+    QSqlQuery query(_database);
+    if (!query.exec(QStringLiteral("PRAGMA quick_check(5)"))) {
+        SetError(query.lastError());
+        return false;
+    }
+    QStringList problems;
+    while (query.next())
+        problems.append(query.value(0).toString());
+    if (problems == QStringList(QStringLiteral("ok")))
+        return true;
+    SetError(QStringLiteral("the database is damaged (%1)")
+                 .arg(problems.isEmpty() ? QStringLiteral("no check result")
+                                         : problems.join(QStringLiteral("; "))),
+        SQLITE_CORRUPT);
+    return false;
 }
 
 bool SqliteConnection::_Configure()
@@ -178,6 +209,49 @@ bool SqliteConnection::CheckWritable()
     return Execute(QStringLiteral("ROLLBACK"));
 }
 
+bool SqliteConnection::Begin()
+{
+    if (!Execute(QStringLiteral("BEGIN IMMEDIATE")))
+        return false;
+    _inTransaction = true;
+    return true;
+}
+
+bool SqliteConnection::TransactionIntact()
+{
+    // sqlite3_get_autocommit() is true again once SQLite rolled back on its own.
+    return !_inTransaction || !_handle || !sqlite3_get_autocommit(_handle);
+}
+
+bool SqliteConnection::Commit()
+{
+    if (!TransactionIntact()) {
+        _inTransaction = false; // the cause is already in LastError()
+        return false;
+    }
+    _inTransaction = false;
+    if (Execute(QStringLiteral("COMMIT")))
+        return true;
+    // SQLite rolls back by itself after an I/O error or a full disk, but
+    // leaves the transaction open after a busy lock or a deferred constraint:
+    // every later statement of this thread would then run inside it and never
+    // be committed.
+    if (_handle && !sqlite3_get_autocommit(_handle)) {
+        const QString reason = _lastError;
+        const int code = _lastErrorCode;
+        Execute(QStringLiteral("ROLLBACK"));
+        _lastError = reason;
+        _lastErrorCode = code;
+    }
+    return false;
+}
+
+bool SqliteConnection::Rollback()
+{
+    _inTransaction = false;
+    return Execute(QStringLiteral("ROLLBACK"));
+}
+
 std::size_t SqliteConnection::TextHash::operator()(const QString& text) const noexcept
 {
     constexpr qsizetype sample = 24;
@@ -202,7 +276,7 @@ std::unique_ptr<SqliteStatement> SqliteConnection::TakeStatement(const QString& 
     const int result = sqlite3_prepare16_v2(
         _handle, text.utf16(), int(text.size() * sizeof(char16_t)), &statement, nullptr);
     if (result != SQLITE_OK) {
-        SetError(QString::fromUtf8(sqlite3_errmsg(_handle)));
+        SetError(QString::fromUtf8(sqlite3_errmsg(_handle)), result);
         sqlite3_finalize(statement);
         return nullptr;
     }
@@ -247,9 +321,10 @@ bool SqliteConnection::Execute(const QString& text)
     if (!statement)
         return false;
     QString error;
-    const bool ok = statement->Exec(&error);
+    int code = 0;
+    const bool ok = statement->Exec(&error, &code);
     if (!ok)
-        SetError(error);
+        SetError(error, code);
     ReturnStatement(std::move(statement));
     return ok;
 }
@@ -261,11 +336,14 @@ QString SqliteConnection::LastError() const
 
 void SqliteConnection::SetError(const QSqlError& error)
 {
-    SetError(errorText(error));
+    bool numeric = false;
+    const int code = error.nativeErrorCode().toInt(&numeric);
+    SetError(errorText(error), numeric && code != 0 ? code & 0xff : SQLITE_ERROR);
 }
 
-void SqliteConnection::SetError(const QString& message)
+void SqliteConnection::SetError(const QString& message, int sqliteCode)
 {
+    _lastErrorCode = sqliteCode & 0xff;
     _lastError = message.simplified();
     if (_lastError.isEmpty())
         _lastError = QStringLiteral("unknown database error");
@@ -275,8 +353,9 @@ void SqliteConnection::SetError(const QString& message)
 
 // --- SqliteConnectionRegistry -------------------------------------------------------
 
-SqliteConnectionRegistry::SqliteConnectionRegistry(const QString& filePath)
+SqliteConnectionRegistry::SqliteConnectionRegistry(const QString& filePath, int busyTimeoutMsec)
     : _filePath(filePath)
+    , _busyTimeoutMsec(busyTimeoutMsec)
     , _serial(nextRegistrySerial.fetch_add(1))
 { }
 
@@ -285,7 +364,7 @@ SqliteConnectionRegistry::~SqliteConnectionRegistry()
     ReleaseAll();
 }
 
-std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::ForCurrentThread()
+std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::ForCurrentThread(bool makeOnly)
 {
     const std::thread::id self = std::this_thread::get_id();
     std::shared_ptr<SqliteConnection> connection;
@@ -299,7 +378,8 @@ std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::ForCurrentThread()
             const QString name
                 = QStringLiteral("synccore-sqlite-%1-%2").arg(_serial).arg(++_nextConnection);
             ThreadEntry entry;
-            entry.connection = connection = std::make_shared<SqliteConnection>(_filePath, name);
+            entry.connection = connection
+                = std::make_shared<SqliteConnection>(_filePath, name, _busyTimeoutMsec);
             threadExitHook.Watch(shared_from_this());
             // A QThread's waiters wake before its thread_local objects go:
             // close at finished() already, so that a caller who waited for the
@@ -317,7 +397,8 @@ std::shared_ptr<SqliteConnection> SqliteConnectionRegistry::ForCurrentThread()
         }
     }
     // Opening runs unlocked: it may wait for another thread's lock on the file.
-    connection->EnsureOpen();
+    if (!makeOnly)
+        connection->EnsureOpen();
     return connection;
 }
 

@@ -56,8 +56,8 @@ public:
     QSqlQuery* Query() const { return _query.get(); }
 
     void Bind(const QString& placeholder, const QVariant& value);
-    /// Runs the statement; false with @p error set on failure.
-    bool Exec(QString* error);
+    /// Runs the statement; false with @p error and @p code (SQLite's result code) set on failure.
+    bool Exec(QString* error, int* code);
     QVariant LastInsertId() const;
     /// Leaves every placeholder NULL, as a freshly prepared statement has it.
     void ClearBindings();
@@ -94,7 +94,7 @@ class SqliteConnection
 {
 public:
     /// Registers the Qt connection (not opened yet); must run on the owning thread.
-    SqliteConnection(const QString& filePath, const QString& connectionName);
+    SqliteConnection(const QString& filePath, const QString& connectionName, int busyTimeoutMsec);
     ~SqliteConnection();
 
     SqliteConnection(const SqliteConnection&) = delete;
@@ -102,6 +102,12 @@ public:
 
     /// Opens and configures the connection unless it is open; false with LastError() set.
     bool EnsureOpen();
+    /**
+     * Opens the connection like EnsureOpen(), but first reads the whole file
+     * (SQLite's quick_check) before anything may write to it, so that a damaged
+     * file or one that is not a database is refused unchanged.
+     */
+    bool OpenVerified();
     /// Proves that a write transaction can start (the file is writable), then rolls it back.
     bool CheckWritable();
 
@@ -116,18 +122,41 @@ public:
     /// Runs a statement whose rows, if any, are not needed (BEGIN, COMMIT, CREATE).
     bool Execute(const QString& text);
 
+    /// Starts an immediate transaction and remembers that one is open.
+    bool Begin();
+    /**
+     * Commits the open transaction. When the commit fails and SQLite left the
+     * transaction open (a deferred constraint, a lock), it is rolled back, so
+     * that the connection is back in autocommit mode; LastError() keeps the
+     * commit's reason.
+     */
+    bool Commit();
+    bool Rollback();
+    /**
+     * False, with LastError() left at its cause, when a transaction begun here
+     * was rolled back by SQLite itself after an error (disk full, I/O error):
+     * running further statements would write each one outside the
+     * transaction, so the rest of it fails instead.
+     */
+    bool TransactionIntact();
+
     QString LastError() const;
-    /// Records (and logs) a failure of this connection.
-    void SetError(const QString& message);
+    /// SQLite's primary result code of the last failure, 0 when none.
+    int LastErrorCode() const { return _lastErrorCode; }
+    /// Records (and logs) a failure of this connection; @p sqliteCode is SQLite's result code.
+    void SetError(const QString& message, int sqliteCode = 1);
     void SetError(const QSqlError& error);
 
 private:
+    bool _Open(bool verify);
+    bool _Verify();
     bool _Configure();
     QString _PragmaValue(const QString& pragma);
     void _Close();
 
     QString _filePath;
     QString _connectionName;
+    int _busyTimeoutMsec;
     QSqlDatabase _database;
     sqlite3* _handle = nullptr;
     // Hashes a statement text from its length and ends only: texts are long
@@ -139,6 +168,8 @@ private:
     // An entry whose statement is in use holds an empty pointer.
     std::unordered_map<QString, std::unique_ptr<SqliteStatement>, TextHash> _statements;
     QString _lastError;
+    int _lastErrorCode = 0;
+    bool _inTransaction = false;
 };
 
 /**
@@ -148,13 +179,14 @@ private:
 class SqliteConnectionRegistry : public std::enable_shared_from_this<SqliteConnectionRegistry>
 {
 public:
-    explicit SqliteConnectionRegistry(const QString& filePath);
+    SqliteConnectionRegistry(const QString& filePath, int busyTimeoutMsec);
     ~SqliteConnectionRegistry();
 
     QString FilePath() const { return _filePath; }
 
-    /// The calling thread's connection, made on first use and opened if it can be.
-    std::shared_ptr<SqliteConnection> ForCurrentThread();
+    /// The calling thread's connection, made on first use and opened if it can
+    /// be (unless @p makeOnly: then the caller opens it).
+    std::shared_ptr<SqliteConnection> ForCurrentThread(bool makeOnly = false);
     /// The calling thread's connection if it has one; never makes one.
     std::shared_ptr<SqliteConnection> FindForCurrentThread() const;
     /// Drops the connection of thread @p id (called as that thread ends).
@@ -164,6 +196,7 @@ public:
 
 private:
     const QString _filePath;
+    const int _busyTimeoutMsec;
     const quint64 _serial;
     mutable std::mutex _mutex;
     struct ThreadEntry

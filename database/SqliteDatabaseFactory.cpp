@@ -7,6 +7,8 @@
 
 #include <QFileInfo>
 
+#include <sqlite3.h>
+
 #include <log4cplus/loglevel.h>
 
 inline namespace KvSync_6_0 {
@@ -61,6 +63,12 @@ QString pathProblem(const QString& filePath)
 std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::Open(
     const QString& filePath, QString* errorMessage)
 {
+    return Open(filePath, Options(), errorMessage);
+}
+
+std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::Open(
+    const QString& filePath, const Options& options, QString* errorMessage)
+{
     const auto fail = [&](const QString& reason) {
         const QString message
             = QStringLiteral("Cannot open the database \"%1\": %2").arg(filePath, reason);
@@ -74,13 +82,14 @@ std::shared_ptr<SqliteDatabaseFactory> SqliteDatabaseFactory::Open(
     if (!problem.isEmpty())
         return fail(problem);
 
-    auto registry
-        = std::make_shared<SqliteConnectionRegistry>(QFileInfo(filePath).absoluteFilePath());
-    // Opening the calling thread's connection now, and taking the write lock
-    // once, finds a file that is not a database or cannot be written before
-    // any caller relies on it.
-    const std::shared_ptr<SqliteConnection> connection = registry->ForCurrentThread();
-    if (!connection->EnsureOpen() || !connection->CheckWritable()) {
+    auto registry = std::make_shared<SqliteConnectionRegistry>(
+        QFileInfo(filePath).absoluteFilePath(), qMax(0, options.busyTimeoutMsec));
+    // Opening the calling thread's connection now, reading the whole file
+    // before anything writes to it, and taking the write lock once, finds a
+    // damaged file, one that is not a database or one that cannot be written
+    // before any caller relies on it, and leaves such a file as it was.
+    const std::shared_ptr<SqliteConnection> connection = registry->ForCurrentThread(true);
+    if (!connection->OpenVerified() || !connection->CheckWritable()) {
         const QString reason = connection->LastError();
         registry->ReleaseAll();
         return fail(reason);
@@ -121,6 +130,30 @@ QString SqliteDatabaseFactory::LastError() const
 {
     const std::shared_ptr<SqliteConnection> connection = _registry->FindForCurrentThread();
     return connection ? connection->LastError() : QString();
+}
+
+SqliteDatabaseFactory::ErrorKind SqliteDatabaseFactory::LastErrorKind() const
+{
+    const std::shared_ptr<SqliteConnection> connection = _registry->FindForCurrentThread();
+    if (!connection || connection->LastError().isEmpty())
+        return ErrorKind::None;
+    switch (connection->LastErrorCode()) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return ErrorKind::Busy;
+    case SQLITE_CORRUPT:
+        return ErrorKind::Corrupt;
+    case SQLITE_NOTADB:
+        return ErrorKind::NotADatabase;
+    case SQLITE_READONLY:
+        return ErrorKind::ReadOnly;
+    case SQLITE_FULL:
+        return ErrorKind::Full;
+    case SQLITE_CANTOPEN:
+        return ErrorKind::CannotOpen;
+    default:
+        return ErrorKind::Other;
+    }
 }
 
 std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> SqliteDatabaseFactory::GetDatabase()

@@ -21,10 +21,14 @@ class SqliteConnectionRegistry;
  * thread that calls GetDatabase() or CreateQuery() gets a connection of its own
  * to the same file, opened on its first call and closed when that thread ends
  * or when the factory is destroyed, whichever comes first. Every connection
- * runs in WAL journal mode with synchronous=NORMAL and waits up to 10 s for a
- * lock held by another connection, so a reader on one thread and a writer on
- * another do not fail each other. transaction() starts an immediate (write)
- * transaction for the same reason: two writers queue up instead of deadlocking.
+ * runs in WAL journal mode with synchronous=NORMAL and waits up to the busy
+ * timeout (10 s unless Options say otherwise) for a lock held by another
+ * connection, so a reader on one thread and a writer on another do not fail
+ * each other. transaction() starts an immediate (write) transaction for the
+ * same reason: two writers queue up instead of deadlocking. A commit that fails
+ * is rolled back, so the thread's connection is never left inside a
+ * transaction; after SQLite rolled a transaction back by itself (disk full,
+ * I/O error) the rest of its statements fail rather than run outside it.
  *
  * Timestamps: a QDateTime bound to a query is stored as ISO 8601 UTC text with
  * milliseconds, "2026-11-23T07:35:22.123Z", whatever its time zone setting (local and
@@ -47,17 +51,45 @@ class SqliteConnectionRegistry;
 class KVSYNCCORE_EXPORT SqliteDatabaseFactory : public sync::interf::factory::IDatabaseFactory
 {
 public:
+    /// How long a statement waits for a lock another connection holds, by default.
+    static constexpr int DefaultBusyTimeoutMsec = 10000;
+
+    /// Settings of Open() beyond the file path.
+    struct Options
+    {
+        /// How long a statement waits for another connection's lock before it
+        /// fails with "database is locked", in milliseconds.
+        int busyTimeoutMsec = DefaultBusyTimeoutMsec;
+    };
+
+    /// What kind of failure LastError() describes.
+    enum class ErrorKind {
+        None, ///< no failure on this thread
+        Busy, ///< another connection held the lock for the whole busy timeout
+        Corrupt, ///< the file is damaged (SQLite: "database disk image is malformed")
+        NotADatabase, ///< the file is not an SQLite database at all
+        ReadOnly, ///< the file, its folder or the file system cannot be written
+        Full, ///< the disk, a file size limit or max_page_count is reached
+        CannotOpen, ///< the file or its companions cannot be opened or created
+        Other, ///< anything else (SQL errors, constraints, I/O errors)
+    };
+
     /**
      * @brief Opens (creating when missing) the database file @p filePath.
      *
      * Checks the file on the calling thread at once: a folder, a missing parent
-     * folder, a file that cannot be read or written, or a file that is not an
-     * SQLite database gives an empty pointer, a log line and, in
-     * @p errorMessage when given, one line that names the path and the reason.
-     * An empty path or ":memory:" is refused: the data must survive the process.
+     * folder, a file that cannot be read or written, a file that is not an
+     * SQLite database, or a damaged one (every page is read before anything
+     * writes, so such a file is left byte for byte as it was) gives an empty
+     * pointer, a log line and, in @p errorMessage when given, one line that
+     * names the path and the reason. An empty path or ":memory:" is refused:
+     * the data must survive the process.
      */
     static std::shared_ptr<SqliteDatabaseFactory> Open(
         const QString& filePath, QString* errorMessage = nullptr);
+    /// Open() with @p options instead of the defaults.
+    static std::shared_ptr<SqliteDatabaseFactory> Open(
+        const QString& filePath, const Options& options, QString* errorMessage = nullptr);
 
     ~SqliteDatabaseFactory() override;
 
@@ -81,10 +113,16 @@ public:
      * @brief Text of the last failure on the calling thread's connection.
      *
      * Set by a failed prepare, exec, transaction, commit or rollback, or by a
-     * failure to open the connection; empty when this thread had none. Kept
-     * until the next failure on this thread.
+     * failure to open the connection, with SQLite's own words ("database disk
+     * image is malformed", "file is not a database", "attempt to write a
+     * readonly database", "database or disk is full", "database is locked");
+     * empty when this thread had none. Kept until the next failure on this
+     * thread, so a caller may check it once after a series of operations (the
+     * action log reports nothing itself).
      */
     QString LastError() const;
+    /// The kind of the failure LastError() describes; ErrorKind::None when it is empty.
+    ErrorKind LastErrorKind() const;
 
     /// The calling thread's database handle (immediate transactions, commit, rollback).
     std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override;

@@ -14,17 +14,17 @@ SqliteDatabaseWrapper::~SqliteDatabaseWrapper() = default;
 
 bool SqliteDatabaseWrapper::transaction()
 {
-    return _connection->Execute(QStringLiteral("BEGIN IMMEDIATE"));
+    return _connection->Begin();
 }
 
 bool SqliteDatabaseWrapper::commit()
 {
-    return _connection->Execute(QStringLiteral("COMMIT"));
+    return _connection->Commit();
 }
 
 bool SqliteDatabaseWrapper::rollback()
 {
-    return _connection->Execute(QStringLiteral("ROLLBACK"));
+    return _connection->Rollback();
 }
 
 } // namespace core

@@ -46,9 +46,12 @@ bool SqliteQueryWrapper::exec()
         _connection->SetError(QStringLiteral("exec() without a prepared statement"));
         return false;
     }
+    if (!_connection->TransactionIntact())
+        return false;
     QString error;
-    if (!_statement->Exec(&error)) {
-        _connection->SetError(error);
+    int code = 0;
+    if (!_statement->Exec(&error, &code)) {
+        _connection->SetError(error, code);
         return false;
     }
     return true;

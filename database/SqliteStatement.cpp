@@ -197,7 +197,7 @@ int SqliteStatement::_BindLatin1(int index, const char* text, int length)
     return sqlite3_bind_text(_statement, index, buffer.data(), length, SQLITE_STATIC);
 }
 
-bool SqliteStatement::Exec(QString* error)
+bool SqliteStatement::Exec(QString* error, int* code)
 {
     _lastInsertId = QVariant();
     if (_query) {
@@ -207,6 +207,9 @@ bool SqliteStatement::Exec(QString* error)
         }
         const QSqlError failure = _query->lastError();
         *error = failure.databaseText().isEmpty() ? failure.driverText() : failure.databaseText();
+        bool numeric = false;
+        const int native = failure.nativeErrorCode().toInt(&numeric);
+        *code = numeric && native != 0 ? native & 0xff : SQLITE_ERROR;
         return false;
     }
     sqlite3_reset(_statement);
@@ -219,6 +222,7 @@ bool SqliteStatement::Exec(QString* error)
         return true;
     }
     *error = QString::fromUtf8(sqlite3_errmsg(_database));
+    *code = result & 0xff;
     sqlite3_reset(_statement);
     return false;
 }

@@ -50,8 +50,13 @@ public:
     void StartTimerSlot(int timerIntervalMsec) override
     {
         ActionLog::StartTimerSlot(timerIntervalMsec);
-        for (const auto& timer : QAbstractEventDispatcher::instance()->registeredTimers(this))
-            timerIds.insert(timer.timerId);
+        // The timer runs on the log or on an object of its own.
+        QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
+        QList<QObject*> holders = findChildren<QObject*>();
+        holders.append(this);
+        for (QObject* holder : std::as_const(holders))
+            for (const auto& timer : dispatcher->registeredTimers(holder))
+                timerIds.insert(timer.timerId);
     }
     QList<QStringList> calls; ///< type, info, name, details
     int transactions = 0;

@@ -142,6 +142,82 @@ TEST(ActionLogThreadsTest, NoActionIsLostOrWrittenTwice)
         << stored.size() << " rows stored, " << expected.size() << " expected";
 }
 
+// Writers on many threads stop as soon as a batch is being written (its first
+// announcement), so their last actions arrive during that write: every one of
+// them reaches the file within a batch period and a write, though nobody adds
+// or flushes again.
+TEST(ActionLogThreadsTest, NoActionStaysQueuedOnceAdditionsStop)
+{
+    const int writerCount = 8;
+    testutil::TempDir dir;
+    const QString path = dir.filePath(QStringLiteral("stranded.sqlite"));
+    auto factory = actionlogtest::openDatabase(path);
+    ASSERT_TRUE(factory);
+    ActionLog log(factory);
+    std::atomic<int> added { 0 };
+    std::atomic<bool> stop { false };
+    QObject::connect(&log, &IActionLog::ActionAdded, [&] { stop = true; });
+    std::vector<std::thread> writers;
+    for (int w = 0; w < writerCount; ++w)
+        writers.emplace_back([&] {
+            while (!stop) {
+                log.AddAction(action::FileUploaded);
+                ++added;
+                QThread::usleep(200);
+            }
+        });
+    QElapsedTimer since;
+    since.start();
+    while (!stop && since.elapsed() < 60000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    for (std::thread& t : writers)
+        t.join();
+    const int total = added.load();
+    since.restart();
+    while (Inspector(path).ids().size() < total
+        && since.elapsed() < 2 * ActionLog::FlushIntervalMsec + 8000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    EXPECT_EQ(Inspector(path).ids().size(), total)
+        << "still queued " << since.elapsed() << " ms after the last addition";
+}
+
+// Flushes, queries and the timer on several threads at once, for
+// ThreadSanitizer: the transaction each flush holds is its own.
+TEST(ActionLogThreadsTest, FlushesOnSeveralThreadsAtOnce)
+{
+    testutil::TempDir dir;
+    const QString path = dir.filePath(QStringLiteral("flushes.sqlite"));
+    auto factory = actionlogtest::openDatabase(path);
+    ASSERT_TRUE(factory);
+    std::atomic<int> announced { 0 };
+    const int threadCount = 3, rounds = 150;
+    {
+        ActionLog log(factory);
+        QObject::connect(&log, &IActionLog::ActionAdded, [&] { ++announced; });
+        std::atomic<int> left { threadCount };
+        std::vector<std::thread> threads;
+        for (int t = 0; t < threadCount; ++t)
+            threads.emplace_back([&, t] {
+                for (int i = 0; i < rounds; ++i) {
+                    log.AddAction(action::FileUploaded, QString::number(t));
+                    if (i % 3 == 0)
+                        log.Flush();
+                    else if (i % 3 == 1)
+                        log.GetAllActions();
+                    else
+                        log.ManageLogSize();
+                }
+                --left;
+            });
+        while (left > 0)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        for (std::thread& t : threads)
+            t.join();
+    }
+    EXPECT_EQ(Inspector(path).ids().size(), threadCount * rounds);
+    EXPECT_EQ(announced.load(), threadCount * rounds);
+}
+
 namespace {
 
 /// Starts the helper, waits for @p line on its output, then SIGKILLs it at once

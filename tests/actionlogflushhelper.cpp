@@ -4,7 +4,7 @@
 //   actionlogflushhelper DB PREFIX BATCHSIZE run     flush batches forever, printing
 //                                                     "committed N" after each
 //   actionlogflushhelper DB PREFIX BATCHSIZE pause   commit batch 0, then stop for good
-//                                                     half-way through batch 1, printing
+//                                                     before batch 1's commit, printing
 //                                                     "paused" while its transaction is open
 //
 // Every action of batch N is named PREFIX + "b" + N, so the parent can tell whole
@@ -26,18 +26,30 @@ int main(int argc, char** argv)
     if (!factory || !factory->CreateActionLogTable())
         return 2;
     const int batchSize = args.at(3).toInt();
-    sync::core::ActionLog log(factory);
-    int written = 0;
-    QObject::connect(
-        &log, &sync::interf::IActionLog::ActionAdded, [&](const sync::core::SyncAction&) {
-            // Batch 1 is the one left open: its transaction is running, rows are in it.
-            if (args.at(4) == QLatin1String("pause") && ++written == batchSize + batchSize / 2) {
+    // Batch 1 is the one left open: its rows are written, its commit never comes.
+    class PausingLog : public sync::core::ActionLog
+    {
+    public:
+        PausingLog(std::shared_ptr<sync::core::SqliteDatabaseFactory> factory, bool pause)
+            : ActionLog(std::move(factory))
+            , _pause(pause)
+        { }
+        bool commit() override
+        {
+            if (_pause && ++_commits == 2) {
                 std::printf("paused\n");
                 std::fflush(stdout);
                 for (;;)
                     ::pause();
             }
-        });
+            return ActionLog::commit();
+        }
+
+    private:
+        bool _pause;
+        int _commits = 0;
+    };
+    PausingLog log(factory, args.at(4) == QLatin1String("pause"));
     for (int batch = 0;; ++batch) {
         for (int i = 0; i < batchSize; ++i)
             log.AddAction(sync::core::action::FileUploaded, QString::number(i),

@@ -8,12 +8,21 @@
 #include "interfaces/IQSqlQueryWrapper.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QSignalSpy>
+#include <QThread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <condition_variable>
 #include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
 
 using namespace sync::core;
 using actionDetails::DetailsType;
@@ -33,10 +42,90 @@ QString document(int type, const QStringList& args = {})
     return doc + QStringLiteral("</SyncActionDetails>");
 }
 
-QList<QAbstractEventDispatcher::TimerInfo> timersOf(QObject* object)
+/// The batch timers of @p log, wherever it keeps them (itself or an object of its own).
+QList<QAbstractEventDispatcher::TimerInfo> timersOf(QObject* log)
 {
-    return QAbstractEventDispatcher::instance(object->thread())->registeredTimers(object);
+    QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance(log->thread());
+    QList<QAbstractEventDispatcher::TimerInfo> timers = dispatcher->registeredTimers(log);
+    for (QObject* child : log->findChildren<QObject*>())
+        timers += dispatcher->registeredTimers(child);
+    return timers;
 }
+
+/// Runs @p statement on the calling thread's connection of @p factory.
+bool execOn(SqliteDatabaseFactory& factory, const QString& statement)
+{
+    auto query = factory.CreateQuery();
+    return query->prepare(statement) && query->exec();
+}
+
+/// Runs the event loop until @p done holds or @p ms pass; whether it holds.
+bool processEventsUntil(const std::function<bool()>& done, int ms)
+{
+    QDeadlineTimer deadline(ms);
+    while (!done() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    return done();
+}
+
+/// Runs @p work on a thread of its own. False when it has not finished within
+/// @p ms: it is then left running (deadlocked), with everything it captured.
+bool finishesWithin(int ms, std::function<void()> work)
+{
+    struct State
+    {
+        std::mutex mutex;
+        std::condition_variable finished;
+        bool done = false;
+    };
+    auto state = std::make_shared<State>();
+    std::thread([state, work = std::move(work)] {
+        work();
+        std::lock_guard<std::mutex> lock(state->mutex);
+        state->done = true;
+        state->finished.notify_all();
+    }).detach();
+    std::unique_lock<std::mutex> lock(state->mutex);
+    return state->finished.wait_for(
+        lock, std::chrono::milliseconds(ms), [&] { return state->done; });
+}
+
+/// Collects the Qt warnings of its lifetime (the library must print none).
+class WarningCatcher
+{
+public:
+    WarningCatcher()
+    {
+        caught().clear();
+        _previous = qInstallMessageHandler(&WarningCatcher::handle);
+    }
+    ~WarningCatcher() { qInstallMessageHandler(_previous); }
+    QStringList warnings() const
+    {
+        std::lock_guard<std::mutex> lock(mutex());
+        return caught();
+    }
+
+private:
+    static std::mutex& mutex()
+    {
+        static std::mutex instance;
+        return instance;
+    }
+    static QStringList& caught()
+    {
+        static QStringList instance;
+        return instance;
+    }
+    static void handle(QtMsgType type, const QMessageLogContext&, const QString& message)
+    {
+        if (type == QtDebugMsg || type == QtInfoMsg)
+            return;
+        std::lock_guard<std::mutex> lock(mutex());
+        caught().append(message);
+    }
+    QtMessageHandler _previous = nullptr;
+};
 
 QString addedInfo(const QSignalSpy& spy, int i)
 {
@@ -441,5 +530,217 @@ TEST(ActionLogHttpErrorTest, StatusCodeChoosesTheDetails)
             QStringList({ QString::number(action::DownloadFailed), QStringLiteral("info"),
                 QStringLiteral("name"), document(row.detailsType, row.args) }))
             << row.code;
+    }
+}
+
+// --- whatever fails, nothing is lost and nothing is stuck ------------------------------
+
+// A deferred constraint makes SQLite refuse the COMMIT itself and leave the
+// transaction open; a real database fault of the same shape as a lock held at
+// commit time.
+TEST_F(ActionLogTest, AFailedCommitLeavesTheConnectionReadyForTheNextBatch)
+{
+    for (const char* statement :
+        { "PRAGMA foreign_keys=ON", "CREATE TABLE Parent (id INTEGER PRIMARY KEY)",
+            "CREATE TABLE Child (parent REFERENCES Parent(id) DEFERRABLE INITIALLY DEFERRED)",
+            "CREATE TRIGGER Refuse AFTER INSERT ON ActionLog BEGIN INSERT INTO Child VALUES (1); "
+            "END" })
+        ASSERT_TRUE(execOn(*factory, QString::fromLatin1(statement))) << statement;
+    ActionLog log(factory);
+    QSignalSpy added(&log, &IActionLog::ActionAdded);
+    log.AddAction(action::FileUploaded, QStringLiteral("refused"));
+    log.Flush();
+    EXPECT_TRUE(factory->LastError().contains(QLatin1String("FOREIGN KEY")))
+        << factory->LastError().toStdString();
+    ASSERT_TRUE(execOn(*factory, QStringLiteral("DROP TRIGGER Refuse"))); // the cause is gone
+    log.AddAction(action::FileUploaded, QStringLiteral("next"));
+    log.Flush();
+    EXPECT_EQ(Inspector(path).infos(), QStringLiteral("next"));
+    ASSERT_EQ(added.count(), 1) << "a row that was never committed was announced";
+    EXPECT_EQ(addedInfo(added, 0), QStringLiteral("next"));
+}
+
+// SQLite rolls the whole transaction back when the file cannot grow; the rest
+// of the batch must not then be written row by row outside it, and what is
+// announced must be exactly what is stored.
+TEST_F(ActionLogTest, ABatchThatFillsTheFileIsAnnouncedOnlyAsFarAsItIsStored)
+{
+    ActionLog log(factory);
+    QSignalSpy added(&log, &IActionLog::ActionAdded);
+    auto pages = factory->CreateQuery();
+    ASSERT_TRUE(
+        pages->prepare(QStringLiteral("PRAGMA page_count")) && pages->exec() && pages->next());
+    const int pageCount = pages->value(0).toInt();
+    pages.reset();
+    // Room for a few rows, not for the batch.
+    ASSERT_TRUE(execOn(*factory, QStringLiteral("PRAGMA max_page_count=%1").arg(pageCount + 3)));
+    for (int i = 0; i < 300; ++i)
+        log.AddAction(action::FileUploaded, QString(400, QLatin1Char('x')) + QString::number(i));
+    log.Flush();
+    EXPECT_EQ(factory->LastErrorKind(), SqliteDatabaseFactory::ErrorKind::Full)
+        << factory->LastError().toStdString();
+    EXPECT_EQ(added.count(), Inspector(path).ids().size()) << "announced rows differ from stored";
+
+    ASSERT_TRUE(execOn(*factory, QStringLiteral("PRAGMA max_page_count=1000000")));
+    log.AddAction(action::FileUploaded, QStringLiteral("after"));
+    log.Flush();
+    EXPECT_TRUE(Inspector(path).infos().endsWith(QLatin1String("after")));
+    EXPECT_EQ(added.count(), Inspector(path).ids().size());
+}
+
+// An action that arrives while its predecessor's batch is written (here from a
+// slot of that very write) is written by a timer of its own: nobody adds or
+// flushes again.
+TEST_F(ActionLogTest, AnActionAddedDuringAWriteIsWrittenWithoutAFurtherAddition)
+{
+    ActionLog log(factory);
+    bool addedLate = false;
+    QObject::connect(&log, &IActionLog::ActionAdded, &log, [&] {
+        if (!std::exchange(addedLate, true))
+            log.AddAction(action::FileUploaded, QStringLiteral("late"));
+    });
+    log.AddAction(action::FileUploaded, QStringLiteral("first"));
+    const auto bothWritten = [&] { return Inspector(path).infos() == QLatin1String("first,late"); };
+    // One batch period for each, plus the writes; generous for a loaded machine.
+    EXPECT_TRUE(processEventsUntil(bothWritten, 4 * ActionLog::FlushIntervalMsec + 4000))
+        << Inspector(path).infos().toStdString();
+}
+
+// Another connection holds the write lock for the whole flush: the flush gives
+// up after one busy timeout instead of one per row, and the batch is written
+// by the timer once the lock is gone.
+TEST(ActionLogBusyTest, ALockedDatabaseCostsOneBusyTimeoutAndLosesNothing)
+{
+    constexpr int busyMs = 300, rows = 20;
+    testutil::TempDir dir;
+    const QString path = dir.filePath(QStringLiteral("busy.sqlite"));
+    SqliteDatabaseFactory::Options options;
+    options.busyTimeoutMsec = busyMs;
+    auto factory = SqliteDatabaseFactory::Open(path, options);
+    ASSERT_TRUE(factory && factory->CreateActionLogTable());
+    Inspector other(path); // as another process would hold it
+    ASSERT_TRUE(other.exec(QStringLiteral("BEGIN IMMEDIATE")));
+
+    ActionLog log(factory);
+    QSignalSpy added(&log, &IActionLog::ActionAdded);
+    for (int i = 0; i < rows; ++i)
+        log.AddAction(action::FileUploaded, QString::number(i));
+    QElapsedTimer flushing;
+    flushing.start();
+    log.Flush();
+    // Generous against a loaded machine; a wait per row would take rows * busyMs.
+    EXPECT_LT(flushing.elapsed(), 4 * busyMs) << "the flush waited for the lock more than once";
+    EXPECT_EQ(factory->LastErrorKind(), SqliteDatabaseFactory::ErrorKind::Busy)
+        << factory->LastError().toStdString();
+    EXPECT_EQ(added.count(), 0);
+
+    ASSERT_TRUE(other.exec(QStringLiteral("ROLLBACK")));
+    EXPECT_TRUE(processEventsUntil(
+        [&] { return Inspector(path).ids().size() == rows; }, 3 * ActionLog::FlushIntervalMsec))
+        << Inspector(path).ids().size() << " of " << rows << " rows written";
+    EXPECT_EQ(added.count(), rows);
+}
+
+// Slots connected directly may wait for other threads that add actions or
+// read the log: the signals are emitted with no lock of the log held.
+TEST(ActionLogSignalsTest, DirectSlotsMayWaitForThreadsThatAddOrRead)
+{
+    auto dir = std::make_shared<testutil::TempDir>();
+    const QString path = dir->filePath(QStringLiteral("signals.sqlite"));
+    auto factory = actionlogtest::openDatabase(path);
+    ASSERT_TRUE(factory);
+    // Shared with the flushing thread, which keeps it alive if it deadlocks.
+    auto log = std::make_shared<ActionLog>(factory);
+    ActionLog* raw = log.get();
+    std::atomic<int> reads { 0 };
+    QObject::connect(
+        raw, &IActionLog::ActionAdded, raw,
+        [raw, &reads](const SyncAction& action) {
+            std::thread([&] {
+                reads += raw->GetAction(action.id).id == action.id;
+                raw->GetAllActions();
+            }).join();
+        },
+        Qt::DirectConnection);
+    QObject::connect(
+        raw, &ActionLog::Committed, raw,
+        [raw] {
+            std::thread([&] {
+                raw->AddAction(action::FileUploaded, QStringLiteral("from a slot"));
+            }).join();
+        },
+        Qt::DirectConnection);
+    raw->AddAction(action::FileUploaded, QStringLiteral("first"));
+    // The second flush writes what the first one's Committed() slot added.
+    if (!finishesWithin(30000, [log, dir, factory] {
+            log->Flush();
+            log->Flush();
+        })) {
+        FAIL() << "a slot waiting for another thread deadlocked the flush";
+        return;
+    }
+    EXPECT_GE(reads.load(), 1) << "an announced row is readable from another thread";
+    EXPECT_TRUE(Inspector(path).infos().startsWith(QLatin1String("first,from a slot")))
+        << Inspector(path).infos().toStdString();
+}
+
+namespace {
+
+enum class Owner { MainThread, RunningThread, FinishedThread };
+
+} // namespace
+
+// Destroyed on a thread that is not its own while its timer runs: every queued
+// action is written, nothing warns, and no timer is left to fire afterwards.
+TEST(ActionLogLifetimeTest, DestroyedOnAnotherThreadWithTheTimerRunning)
+{
+    for (Owner owner : { Owner::MainThread, Owner::RunningThread, Owner::FinishedThread }) {
+        SCOPED_TRACE(int(owner));
+        testutil::TempDir dir;
+        const QString path = dir.filePath(QStringLiteral("lifetime.sqlite"));
+        auto factory = actionlogtest::openDatabase(path);
+        ASSERT_TRUE(factory);
+        WarningCatcher catcher;
+        auto log = std::make_unique<ActionLog>(factory);
+        std::unique_ptr<QThread> thread;
+        if (owner != Owner::MainThread) {
+            thread.reset(new QThread);
+            log->moveToThread(thread.get());
+            thread->start();
+        }
+        log->AddAction(action::FileUploaded, QStringLiteral("a"));
+        // Until the timer runs in the log's thread.
+        const auto timerRuns = [&] {
+            bool runs = false;
+            if (owner == Owner::MainThread) {
+                QCoreApplication::processEvents();
+                return !timersOf(log.get()).isEmpty();
+            }
+            QMetaObject::invokeMethod(
+                log.get(), [&] { runs = !timersOf(log.get()).isEmpty(); },
+                Qt::BlockingQueuedConnection);
+            return runs;
+        };
+        ASSERT_TRUE(processEventsUntil(timerRuns, 10000));
+        log->AddAction(action::FileUploaded, QStringLiteral("b"));
+        if (owner == Owner::FinishedThread) {
+            thread->quit();
+            ASSERT_TRUE(thread->wait(30000));
+        }
+        if (owner == Owner::MainThread)
+            std::thread([&] { log.reset(); }).join();
+        else
+            log.reset();
+        if (thread) {
+            thread->quit();
+            ASSERT_TRUE(thread->wait(30000));
+        }
+        // A timer left behind would fire into the destroyed log.
+        QDeadlineTimer pause(ActionLog::FlushIntervalMsec + 500);
+        while (!pause.hasExpired())
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        EXPECT_EQ(Inspector(path).infos(), QStringLiteral("a,b"));
+        EXPECT_TRUE(catcher.warnings().isEmpty())
+            << catcher.warnings().join(QLatin1Char('\n')).toStdString();
     }
 }

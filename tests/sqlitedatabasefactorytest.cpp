@@ -10,7 +10,9 @@
 #include <QDir>
 #include <QFile>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QThread>
+#include <QUuid>
 
 #include <gtest/gtest.h>
 
@@ -59,6 +61,46 @@ qint64 insertRow(SqliteDatabaseFactory& factory, const QString& name)
 int rowCount(SqliteDatabaseFactory& factory)
 {
     return scalar(factory, QStringLiteral("SELECT count(*) FROM ActionLog")).toInt();
+}
+
+/// A database as another program would leave it (rollback journal, no WAL)
+/// with @p rows rows of the ActionLog table spread over many pages.
+void writeForeignDatabase(const QString& path, int rows)
+{
+    const QString name = QUuid::createUuid().toString();
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        db.setDatabaseName(path);
+        ASSERT_TRUE(db.open());
+        QSqlQuery query(db);
+        ASSERT_TRUE(query.exec(QStringLiteral(
+            "CREATE TABLE ActionLog (id INTEGER PRIMARY KEY AUTOINCREMENT, actionType INTEGER, "
+            "relatedItemName TEXT, relatedItemInfo TEXT, timestamp TEXT, details TEXT)")));
+        ASSERT_TRUE(query.exec(QStringLiteral(
+            "WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n WHERE x < %1) "
+            "INSERT INTO ActionLog (actionType, relatedItemName) SELECT x, printf('%.300c', 'n') "
+            "FROM n")
+                                   .arg(rows)));
+    }
+    QSqlDatabase::removeDatabase(name);
+}
+
+/// Overwrites every page of the database file from page @p first (1-based) on,
+/// or only the part of page 1 after the 100-byte file header when @p first is 1.
+void damagePages(const QString& path, int first)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    const QByteArray header = file.read(100);
+    ASSERT_EQ(header.left(16), QByteArray("SQLite format 3\0", 16));
+    int pageSize = (uchar(header[16]) << 8) | uchar(header[17]);
+    if (pageSize == 1)
+        pageSize = 65536;
+    const qint64 from = first == 1 ? 100 : qint64(first - 1) * pageSize;
+    const qint64 to = first == 1 ? pageSize : file.size();
+    ASSERT_LT(from, to) << "the file has no page " << first;
+    ASSERT_TRUE(file.seek(from));
+    ASSERT_EQ(file.write(QByteArray(int(to - from), char(0xA5))), to - from);
 }
 
 class SqliteTest : public ::testing::Test
@@ -350,4 +392,101 @@ TEST_F(SqliteTest, ConcurrentWritersAndReadersLoseNothing)
     EXPECT_EQ(ids.size(), std::size_t(kTotal)) << "an id handed out twice";
     EXPECT_EQ(rowCount(*factory), kTotal);
     EXPECT_EQ(scalar(*factory, QStringLiteral("SELECT max(id) FROM ActionLog")).toInt(), kTotal);
+}
+
+// Damage that SQLite only finds when it reads the pages: Open() reads the whole
+// file before anything may write to it, refuses it with one line naming the file
+// and the cause, and leaves every byte as it was.
+TEST(SqliteOpenTest, DamagedFilesAreRefusedAndLeftByteForByteUnchanged)
+{
+    const struct
+    {
+        const char* name;
+        int damagedFrom; // 0: not a database at all
+        const char* cause;
+    } rows[] = { { "table pages", 3, "damaged" }, { "schema page", 1, "malformed" },
+        { "random bytes", 0, "not a database" } };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const testutil::TempDir dir;
+        const QString path = dir.filePath(QStringLiteral("history.db"));
+        if (row.damagedFrom == 0) {
+            QByteArray noise(16384, '\0');
+            for (int i = 0; i < noise.size(); ++i)
+                noise[i] = char((i * 7919 + 13) % 251);
+            dir.write(QStringLiteral("history.db"), noise);
+        } else {
+            writeForeignDatabase(path, 300);
+            damagePages(path, row.damagedFrom);
+        }
+        const QByteArray before = testutil::readFile(path);
+        QString error;
+        auto factory = SqliteDatabaseFactory::Open(path, &error);
+        EXPECT_FALSE(factory) << "opened a damaged file";
+        EXPECT_TRUE(error.contains(path) && error.contains(QLatin1String(row.cause))
+            && !error.contains(QLatin1Char('\n')))
+            << error.toStdString();
+        factory.reset();
+        EXPECT_TRUE(testutil::readFile(path) == before) << "the file was changed";
+    }
+}
+
+// Failures met after Open(): the statement fails and LastError() and
+// LastErrorKind() of the thread that ran it say why.
+TEST(SqliteOpenTest, LaterFailuresReachTheCallerWithTheirKind)
+{
+    const testutil::TempDir dir;
+    const QString path = dir.filePath(QStringLiteral("later.db"));
+    writeForeignDatabase(path, 300);
+    auto factory = SqliteDatabaseFactory::Open(path);
+    ASSERT_TRUE(factory);
+    EXPECT_EQ(factory->LastErrorKind(), SqliteDatabaseFactory::ErrorKind::None);
+
+    // Damaged under the open factory: a thread with a fresh connection reads it.
+    damagePages(path, 3);
+    std::thread([&] {
+        EXPECT_FALSE(
+            run(*factory, QStringLiteral("SELECT count(*), max(relatedItemName) FROM ActionLog"))
+            && rowCount(*factory) == 300);
+        EXPECT_EQ(factory->LastErrorKind(), SqliteDatabaseFactory::ErrorKind::Corrupt)
+            << factory->LastError().toStdString();
+        EXPECT_TRUE(factory->LastError().contains(QLatin1String("malformed")))
+            << factory->LastError().toStdString();
+    }).join();
+
+    // A full file: the insert fails and says so; the kinds are the thread's own.
+    const testutil::TempDir other;
+    auto fresh = SqliteDatabaseFactory::Open(other.filePath(QStringLiteral("full.db")));
+    ASSERT_TRUE(fresh && fresh->CreateActionLogTable());
+    const int pages = scalar(*fresh, QStringLiteral("PRAGMA page_count")).toInt();
+    ASSERT_TRUE(run(*fresh, QStringLiteral("PRAGMA max_page_count=%1").arg(pages)));
+    EXPECT_EQ(insertRow(*fresh, QString(8000, QLatin1Char('x'))), -1);
+    EXPECT_EQ(fresh->LastErrorKind(), SqliteDatabaseFactory::ErrorKind::Full)
+        << fresh->LastError().toStdString();
+    std::thread([&] {
+        EXPECT_EQ(fresh->LastErrorKind(), SqliteDatabaseFactory::ErrorKind::None);
+    }).join();
+}
+
+// A deferred constraint refuses the COMMIT and SQLite keeps the transaction
+// open: the handle rolls it back, so the thread's next transaction is its own.
+TEST_F(SqliteTest, AFailedCommitIsRolledBackSoTheNextTransactionWorks)
+{
+    for (const char* statement :
+        { "PRAGMA foreign_keys=ON", "CREATE TABLE Parent (id INTEGER PRIMARY KEY)",
+            "CREATE TABLE Child (parent REFERENCES Parent(id) DEFERRABLE INITIALLY DEFERRED)" })
+        ASSERT_TRUE(run(*factory, QString::fromLatin1(statement))) << statement;
+    auto database = factory->GetDatabase();
+    ASSERT_TRUE(database->transaction());
+    ASSERT_TRUE(run(*factory, QStringLiteral("INSERT INTO Child VALUES (1)")));
+    ASSERT_GT(insertRow(*factory, QStringLiteral("refused")), 0);
+    EXPECT_FALSE(database->commit());
+    EXPECT_TRUE(factory->LastError().contains(QLatin1String("FOREIGN KEY")))
+        << factory->LastError().toStdString();
+    ASSERT_TRUE(database->transaction()) << factory->LastError().toStdString();
+    ASSERT_GT(insertRow(*factory, QStringLiteral("kept")), 0);
+    ASSERT_TRUE(database->commit()) << factory->LastError().toStdString();
+    int elsewhere = -1;
+    std::thread([&] { elsewhere = rowCount(*factory); }).join();
+    EXPECT_EQ(elsewhere, 1);
 }

@@ -9,11 +9,16 @@
 #include <QDomDocument>
 #include <QDomElement>
 #include <QDomNodeList>
+#include <QList>
+#include <QPointer>
+#include <QThread>
 #include <QTimerEvent>
 
 #include <log4cplus/loggingmacros.h>
 
+#include <condition_variable>
 #include <exception>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -76,28 +81,267 @@ QDateTime utcToLocal(QDateTime stamp)
     return lastLocal;
 }
 
+SyncAction actionFromEntry(const ActionLogEntry& entry, int id)
+{
+    SyncAction action;
+    action.id = id;
+    action.actionType = entry.actionType;
+    action.relatedItemName = entry.relatedItemName;
+    action.relatedItemInfo = entry.relatedItemInfo;
+    action.details = entry.details.details;
+    action.timestamp = utcToLocal(entry.timestamp);
+    return action;
+}
+
+void populateSyncAction(interf::IQSqlQueryWrapper& query, SyncAction& action)
+{
+    if (!query.isValid())
+        return;
+    action.id = query.value(0).toInt();
+    action.actionType = query.value(1).toInt();
+    action.relatedItemName = query.value(2).toString();
+    action.relatedItemInfo = query.value(3).toString();
+    action.timestamp = utcToLocal(query.value(4).toDateTime());
+    action.details = query.value(5).toString();
+}
+
+QVector<SyncAction> populateSyncActions(interf::IQSqlQueryWrapper& query)
+{
+    QVector<SyncAction> actions;
+    while (query.next()) {
+        SyncAction action;
+        populateSyncAction(query, action);
+        actions.append(action);
+    }
+    return actions;
+}
+
+template <typename Function> void runGuarded(const char* what, Function&& function) noexcept
+{
+    // Event handlers and destructors must not let an exception out.
+    try {
+        function();
+    } catch (const std::exception& e) {
+        LOG4CPLUS_ERROR(logger(), what << " failed: " << e.what());
+    } catch (...) {
+        LOG4CPLUS_ERROR(logger(), what << " failed with an unknown exception");
+    }
+}
+
 } // namespace
 
-ActionLog::ActionLog(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
-    : _databaseFactory(std::move(databaseFactory))
+// --- private state ------------------------------------------------------------------
+
+class ActionLog::Private
 {
-    // The timer belongs to the thread that owns this object; other threads only ask.
-    connect(this, &IActionLog::RequestStartTimer, this, &ActionLog::StartTimerSlot,
+public:
+    /**
+     * Lets calls that arrive on the log's own thread (timer events, timer
+     * requests, the end of that thread) reach the log only while it lives. The
+     * log may be destroyed on another thread; Close() then waits for a call
+     * under way.
+     */
+    class Gate
+    {
+    public:
+        explicit Gate(Private* d)
+            : _d(d)
+        { }
+
+        template <typename Function> bool Run(Function&& function)
+        {
+            {
+                std::lock_guard<std::mutex> lock(_mutex);
+                if (!_d)
+                    return false;
+                ++_busy;
+            }
+            runGuarded("An action log timer call", [&] { function(*_d); });
+            std::lock_guard<std::mutex> lock(_mutex);
+            if (--_busy == 0)
+                _idle.notify_all();
+            return true;
+        }
+
+        /// Lets nothing through any more; waits for a call under way unless
+        /// @p onOwnThread (it would be the caller's own).
+        void Close(bool onOwnThread)
+        {
+            std::unique_lock<std::mutex> lock(_mutex);
+            _d = nullptr;
+            if (!onOwnThread)
+                _idle.wait(lock, [this] { return _busy == 0; });
+        }
+
+    private:
+        std::mutex _mutex;
+        std::condition_variable _idle;
+        Private* _d;
+        int _busy = 0;
+    };
+
+    /**
+     * Holds the batch timer. A timer can only be stopped on the thread it runs
+     * in, so it lives in an object of its own (a child, moving with the log):
+     * when the log is destroyed on another thread, this object goes back to
+     * its thread and stops the timer there.
+     */
+    class BatchTimer : public QObject
+    {
+    public:
+        explicit BatchTimer(std::shared_ptr<Gate> gate, QObject* parent)
+            : QObject(parent)
+            , _gate(std::move(gate))
+        {
+            setObjectName(QStringLiteral("ActionLogBatchTimer"));
+        }
+
+    protected:
+        void timerEvent(QTimerEvent* event) override
+        {
+            if (!_gate->Run([event](Private& d) { d.q->timerEvent(event); }))
+                killTimer(event->timerId()); // the log is gone
+        }
+
+    private:
+        std::shared_ptr<Gate> _gate;
+    };
+
+    /// Marks a flush of this log on the calling thread, so that commit() leaves
+    /// Committed() to the flush, which emits it after the batch's ActionAdded.
+    struct FlushScope
+    {
+        explicit FlushScope(const Private* d)
+            : log(d)
+            , outer(current)
+        {
+            current = this;
+        }
+        ~FlushScope() { current = outer; }
+        FlushScope(const FlushScope&) = delete;
+        FlushScope& operator=(const FlushScope&) = delete;
+
+        static FlushScope* For(const Private* d)
+        {
+            for (FlushScope* scope = current; scope; scope = scope->outer) {
+                if (scope->log == d)
+                    return scope;
+            }
+            return nullptr;
+        }
+
+        const Private* log;
+        FlushScope* outer;
+        bool committedPending = false;
+        static thread_local FlushScope* current;
+    };
+
+    Private(ActionLog* log, std::shared_ptr<interf::factory::IDatabaseFactory> factory)
+        : q(log)
+        , databaseFactory(std::move(factory))
+        , gate(std::make_shared<Gate>(this))
+        , timer(new BatchTimer(gate, log))
+    { }
+
+    std::shared_ptr<interf::IQSqlQueryWrapper> CreateQuery()
+    {
+        return databaseFactory ? databaseFactory->CreateQuery() : nullptr;
+    }
+
+    /// Whether a timer must be asked for now; called with the mutex held.
+    bool TimerWanted() const
+    {
+        // While a stop request is on its way, the running timer will not write
+        // what is queued now: a new one is needed after it.
+        return !pendingEntries.isEmpty() && (timerId == 0 || stopRequested);
+    }
+
+    void RequestTimer()
+    {
+        // Several requests may be queued before the slot runs; it starts one timer.
+        Q_EMIT q->RequestStartTimer(FlushIntervalMsec);
+    }
+
+    int InsertRow(const ActionLogEntry& entry);
+    void FlushEventsToDb();
+    bool EndTransaction(bool commitIt);
+    void WatchOwnThread();
+
+    ActionLog* const q;
+    const std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory;
+
+    // The queue, the timer state and the transaction handle. Recursive: a
+    // subclass's overrides may call back into the log while it is held. A std
+    // mutex rather than QRecursiveMutex so that ThreadSanitizer, which cannot
+    // see Qt's futex-based mutexes, checks the locking. Never held while the
+    // database works or a signal is emitted.
+    std::recursive_mutex mutex;
+    QList<ActionLogEntry> pendingEntries;
+    int timerId = 0;
+    bool stopRequested = false;
+    std::shared_ptr<interf::IQSqlDatabaseWrapper> database;
+
+    // Serialises whole flushes (transaction, inserts, commit): the transaction
+    // handle is one, so two flushes on different threads would otherwise
+    // commit each other's connection. Never held while a signal is emitted.
+    std::mutex flushMutex;
+
+    std::shared_ptr<Gate> gate;
+    BatchTimer* timer;
+    QPointer<QThread> watchedThread;
+    QMetaObject::Connection threadFinished;
+};
+
+thread_local ActionLog::Private::FlushScope* ActionLog::Private::FlushScope::current = nullptr;
+
+ActionLog::ActionLog(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory)
+    : _d(std::make_unique<Private>(this, std::move(databaseFactory)))
+{
+    // The timer belongs to the thread that owns this object; other threads only
+    // ask. The requests go to the timer's holder, which lives in that thread and
+    // lets them through only while the log lives.
+    const std::shared_ptr<Private::Gate> gate = _d->gate;
+    connect(
+        this, &IActionLog::RequestStartTimer, _d->timer,
+        [gate](
+            int interval) { gate->Run([interval](Private& d) { d.q->StartTimerSlot(interval); }); },
         Qt::QueuedConnection);
     connect(
-        this, &IActionLog::RequestKillTimer, this, &ActionLog::KillTimerSlot, Qt::QueuedConnection);
+        this, &IActionLog::RequestKillTimer, _d->timer,
+        [gate](int id) { gate->Run([id](Private& d) { d.q->KillTimerSlot(id); }); },
+        Qt::QueuedConnection);
 }
 
 ActionLog::~ActionLog()
 {
+    const bool onOwnThread = thread() == QThread::currentThread();
+    // No timer event or timer request reaches the log from here on.
+    _d->gate->Close(onOwnThread);
+    QObject::disconnect(_d->threadFinished);
+    bool timerRuns = false;
     {
-        std::lock_guard<std::recursive_mutex> lock(_mutex);
-        if (_timerId != 0) {
-            killTimer(_timerId);
-            _timerId = 0;
+        std::lock_guard<std::recursive_mutex> lock(_d->mutex);
+        if (_d->timerId != 0) {
+            if (onOwnThread)
+                _d->timer->killTimer(_d->timerId);
+            else
+                timerRuns = true;
+            _d->timerId = 0;
         }
     }
-    _FlushEventsToDb();
+    if (timerRuns) {
+        // Only its own thread may stop the timer: the holder goes back there and
+        // stops it when it fires or is deleted, whichever comes first.
+        _d->timer->setParent(nullptr);
+        _d->timer->deleteLater();
+        _d->timer = nullptr;
+    }
+    runGuarded("The final flush of the action log", [this] { _d->FlushEventsToDb(); });
+    std::lock_guard<std::recursive_mutex> lock(_d->mutex);
+    if (!_d->pendingEntries.isEmpty())
+        LOG4CPLUS_ERROR(logger(),
+            _d->pendingEntries.size() << " queued actions were lost: the database could not be "
+                                         "written when the action log was destroyed");
 }
 
 // --- queueing -----------------------------------------------------------------
@@ -130,9 +374,16 @@ int ActionLog::AddAction(action::ActionType type, QString relatedItemInfo, SyncD
 int ActionLog::AddAction(
     action::ActionType type, QString relatedItemInfo, QString relatedItemName, SyncDetails details)
 {
-    std::lock_guard<std::recursive_mutex> lock(_mutex);
-    _pendingEntries.append(ActionLogEntry(type, relatedItemInfo, relatedItemName, details));
-    _RequestTimer();
+    // Stamped before the lock: reading the clock is the costly part.
+    ActionLogEntry entry(type, relatedItemInfo, relatedItemName, details);
+    bool requestTimer = false;
+    {
+        std::lock_guard<std::recursive_mutex> lock(_d->mutex);
+        _d->pendingEntries.append(std::move(entry));
+        requestTimer = _d->TimerWanted();
+    }
+    if (requestTimer)
+        _d->RequestTimer();
     return 0;
 }
 
@@ -187,136 +438,191 @@ int ActionLog::AddHttpError(action::ActionType type, int httpCode, QString relat
 int ActionLog::__TEST_ONLY_AddActionCommitImmediate(
     action::ActionType type, QString relatedItemInfo, QString relatedItemName, SyncDetails details)
 {
-    return _AddActionToDb(ActionLogEntry(type, relatedItemInfo, relatedItemName, details));
+    const ActionLogEntry entry(type, relatedItemInfo, relatedItemName, details);
+    const int id = _d->InsertRow(entry);
+    if (id >= 0)
+        Q_EMIT ActionAdded(actionFromEntry(entry, id));
+    return id;
 }
 
 // --- the batch timer ------------------------------------------------------------
 
-void ActionLog::_RequestTimer()
-{
-    std::lock_guard<std::recursive_mutex> lock(_mutex);
-    // Several requests may be queued before the slot runs; it starts one timer.
-    if (_timerId == 0)
-        Q_EMIT RequestStartTimer(FlushIntervalMsec);
-}
-
 void ActionLog::StartTimerSlot(int timerIntervalMsec)
 {
-    std::lock_guard<std::recursive_mutex> lock(_mutex);
-    if (_timerId == 0)
-        _timerId = startTimer(timerIntervalMsec);
+    std::lock_guard<std::recursive_mutex> lock(_d->mutex);
+    if (_d->timerId == 0 && _d->timer) {
+        _d->timerId = _d->timer->startTimer(timerIntervalMsec);
+        _d->WatchOwnThread();
+    }
+}
+
+void ActionLog::Private::WatchOwnThread()
+{
+    // A thread that ends takes its timers with it, but the log would still
+    // count its timer as running and, destroyed later on another thread, try
+    // to stop it there. Stop it as the thread ends, on that thread.
+    QThread* const own = QThread::currentThread();
+    if (watchedThread == own)
+        return;
+    QObject::disconnect(threadFinished);
+    watchedThread = own;
+    const std::shared_ptr<Gate> theGate = gate;
+    threadFinished = QObject::connect(
+        own, &QThread::finished, timer,
+        [theGate] {
+            theGate->Run([](Private& d) {
+                std::lock_guard<std::recursive_mutex> lock(d.mutex);
+                if (d.timerId != 0 && d.timer->thread() == QThread::currentThread()) {
+                    d.timer->killTimer(d.timerId);
+                    d.timerId = 0;
+                    d.stopRequested = false;
+                }
+            });
+        },
+        Qt::DirectConnection);
 }
 
 void ActionLog::KillTimerSlot(int timerId)
 {
-    std::lock_guard<std::recursive_mutex> lock(_mutex);
-    if (timerId != 0 && _timerId != 0) {
-        killTimer(_timerId);
-        _timerId = 0;
+    std::lock_guard<std::recursive_mutex> lock(_d->mutex);
+    if (timerId != 0 && _d->timerId != 0) {
+        _d->timer->killTimer(_d->timerId);
+        _d->timerId = 0;
+        _d->stopRequested = false;
     }
 }
 
 void ActionLog::timerEvent(QTimerEvent*)
 {
-    // An event handler must not throw into the event loop.
-    try {
-        _FlushEventsToDb();
-    } catch (const std::exception& e) {
-        LOG4CPLUS_ERROR(logger(), "Flushing the action log failed: " << e.what());
-    } catch (...) {
-        LOG4CPLUS_ERROR(logger(), "Flushing the action log failed with an unknown exception");
-    }
+    runGuarded("Flushing the action log", [this] { _d->FlushEventsToDb(); });
 }
 
 // --- writing ----------------------------------------------------------------------
 
 void ActionLog::Flush()
 {
-    _FlushEventsToDb();
+    _d->FlushEventsToDb();
 }
 
-void ActionLog::_FlushEventsToDb()
+void ActionLog::Private::FlushEventsToDb()
 {
-    std::lock_guard<std::recursive_mutex> flushLock(_flushMutex);
+    std::unique_lock<std::mutex> flushLock(flushMutex);
     QList<ActionLogEntry> batch;
     {
-        std::lock_guard<std::recursive_mutex> lock(_mutex);
-        if (_pendingEntries.isEmpty())
+        std::lock_guard<std::recursive_mutex> lock(mutex);
+        if (pendingEntries.isEmpty())
             return;
-        batch.swap(_pendingEntries);
+        batch.swap(pendingEntries);
     }
-    // Additions made from here on go into the next batch. Failures are not
-    // reported: a failed insert loses only its own row.
-    transaction();
-    for (const ActionLogEntry& entry : std::as_const(batch))
-        _AddActionToDb(entry);
-    commit();
+    // Additions made from here on go into the next batch.
+    std::vector<int> ids;
+    bool committed = false;
+    bool announceCommit = false;
+    {
+        FlushScope scope(this);
+        if (!q->transaction()) {
+            // Another connection holds the database, or it cannot be written.
+            // Writing row by row would wait once per row and commit nothing
+            // as a whole: the batch goes back to the head of the queue, for
+            // the timer to try again.
+            bool requestTimer = false;
+            {
+                std::lock_guard<std::recursive_mutex> lock(mutex);
+                database.reset();
+                batch.append(pendingEntries);
+                pendingEntries.swap(batch);
+                requestTimer = TimerWanted();
+            }
+            if (requestTimer)
+                RequestTimer();
+            return;
+        }
+        ids.reserve(size_t(batch.size()));
+        for (const ActionLogEntry& entry : std::as_const(batch))
+            ids.push_back(InsertRow(entry));
+        committed = q->commit();
+        announceCommit = scope.committedPending;
+    }
+    flushLock.unlock();
+    // Announced only once committed: an id announced is a row that stays.
+    if (committed) {
+        for (qsizetype i = 0; i < batch.size(); ++i) {
+            if (ids[size_t(i)] >= 0)
+                Q_EMIT q->ActionAdded(actionFromEntry(batch.at(i), ids[size_t(i)]));
+        }
+    }
+    if (announceCommit)
+        Q_EMIT q->Committed();
 }
 
-int ActionLog::_AddActionToDb(const ActionLogEntry& entry)
+int ActionLog::Private::InsertRow(const ActionLogEntry& entry)
 {
-    SyncAction action;
-    {
-        std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
-        if (!query)
-            return -1;
-        query->prepare(INSERT_ACTION);
-        query->bindValue(QStringLiteral(":actionType"), int(entry.actionType));
-        query->bindValue(QStringLiteral(":relatedItemName"), entry.relatedItemName);
-        query->bindValue(QStringLiteral(":relatedItemInfo"), entry.relatedItemInfo);
-        query->bindValue(QStringLiteral(":timestamp"), entry.timestamp);
-        query->bindValue(QStringLiteral(":details"), entry.details.details);
-        if (!query->exec())
-            return -1;
-        action.id = query->lastInsertId().toInt();
-    }
-    action.actionType = entry.actionType;
-    action.relatedItemName = entry.relatedItemName;
-    action.relatedItemInfo = entry.relatedItemInfo;
-    action.details = entry.details.details;
-    action.timestamp = utcToLocal(entry.timestamp);
-    Q_EMIT ActionAdded(action);
-    return action.id;
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = CreateQuery();
+    if (!query)
+        return -1;
+    query->prepare(INSERT_ACTION);
+    query->bindValue(QStringLiteral(":actionType"), int(entry.actionType));
+    query->bindValue(QStringLiteral(":relatedItemName"), entry.relatedItemName);
+    query->bindValue(QStringLiteral(":relatedItemInfo"), entry.relatedItemInfo);
+    query->bindValue(QStringLiteral(":timestamp"), entry.timestamp);
+    query->bindValue(QStringLiteral(":details"), entry.details.details);
+    if (!query->exec())
+        return -1;
+    return query->lastInsertId().toInt();
 }
 
 // --- transactions -------------------------------------------------------------------
 
-std::shared_ptr<interf::IQSqlQueryWrapper> ActionLog::_CreateQuery()
-{
-    return _databaseFactory ? _databaseFactory->CreateQuery() : nullptr;
-}
-
 bool ActionLog::transaction()
 {
-    _database = _databaseFactory ? _databaseFactory->GetDatabase() : nullptr;
-    return _database && _database->transaction();
+    std::shared_ptr<interf::IQSqlDatabaseWrapper> database
+        = _d->databaseFactory ? _d->databaseFactory->GetDatabase() : nullptr;
+    {
+        std::lock_guard<std::recursive_mutex> lock(_d->mutex);
+        _d->database = database;
+    }
+    return database && database->transaction();
 }
 
 bool ActionLog::commit()
 {
-    return _EndTransaction(true);
+    return _d->EndTransaction(true);
 }
 
 bool ActionLog::rollback()
 {
-    return _EndTransaction(false);
+    return _d->EndTransaction(false);
 }
 
-bool ActionLog::_EndTransaction(bool commitIt)
+bool ActionLog::Private::EndTransaction(bool commitIt)
 {
-    std::lock_guard<std::recursive_mutex> lock(_mutex);
-    if (_timerId != 0)
-        Q_EMIT RequestKillTimer(_timerId);
-    if (!_database)
-        return false;
-    bool result;
-    if (commitIt) {
-        result = _database->commit();
-        Q_EMIT Committed();
-    } else {
-        result = _database->rollback();
+    std::shared_ptr<interf::IQSqlDatabaseWrapper> held;
+    {
+        std::lock_guard<std::recursive_mutex> lock(mutex);
+        if (timerId != 0) {
+            Q_EMIT q->RequestKillTimer(timerId);
+            stopRequested = true;
+        }
+        held.swap(database);
     }
-    _database.reset();
+    if (!held)
+        return false;
+    // The database works with no lock of ours held: additions never wait for it.
+    const bool result = commitIt ? held->commit() : held->rollback();
+    held.reset();
+    bool requestTimer = false;
+    {
+        std::lock_guard<std::recursive_mutex> lock(mutex);
+        requestTimer = TimerWanted();
+    }
+    if (requestTimer)
+        RequestTimer(); // for what arrived while the batch was written
+    if (commitIt) {
+        if (FlushScope* scope = FlushScope::For(this))
+            scope->committedPending = true;
+        else
+            Q_EMIT q->Committed();
+    }
     return result;
 }
 
@@ -325,19 +631,19 @@ bool ActionLog::_EndTransaction(bool commitIt)
 QVector<SyncAction> ActionLog::GetAllActions()
 {
     Flush();
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _d->CreateQuery();
     if (!query)
         return {};
     query->prepare(SELECT_ALL_ACTIONS);
     if (!query->exec())
         return {};
-    return _PopulateSyncActions(*query);
+    return populateSyncActions(*query);
 }
 
 SyncAction ActionLog::GetAction(int id)
 {
     SyncAction action;
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _d->CreateQuery();
     if (!query)
         return action;
     query->prepare(SELECT_ACTION);
@@ -345,13 +651,13 @@ SyncAction ActionLog::GetAction(int id)
     if (!query->exec())
         return action;
     query->next();
-    _PopulateSyncAction(*query, action);
+    populateSyncAction(*query, action);
     return action;
 }
 
 bool ActionLog::RemoveAction(int id)
 {
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _d->CreateQuery();
     if (!query)
         return false;
     query->prepare(DELETE_ACTION);
@@ -362,7 +668,7 @@ bool ActionLog::RemoveAction(int id)
 bool ActionLog::__TEST_ONLY_ClearAllActionsFromLog()
 {
     Flush();
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _d->CreateQuery();
     if (!query)
         return false;
     query->prepare(DELETE_ALL_ACTIONS);
@@ -374,7 +680,7 @@ bool ActionLog::ManageLogSize()
     Flush();
     qint64 maxId = 0;
     {
-        std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
+        std::shared_ptr<interf::IQSqlQueryWrapper> query = _d->CreateQuery();
         if (!query)
             return false;
         query->prepare(SELECT_MAX_ID);
@@ -388,7 +694,7 @@ bool ActionLog::ManageLogSize()
 
     QString statement = DELETE_UP_TO_ID;
     statement.replace(QLatin1String("%0"), QString::number(maxId - MaxRows));
-    std::shared_ptr<interf::IQSqlQueryWrapper> query = _CreateQuery();
+    std::shared_ptr<interf::IQSqlQueryWrapper> query = _d->CreateQuery();
     if (!query)
         return false;
     query->prepare(statement);
@@ -397,29 +703,6 @@ bool ActionLog::ManageLogSize()
         LOG4CPLUS_ERROR(
             logger(), "Trimming the action log below id " << (maxId - MaxRows) << " failed");
     return deleted;
-}
-
-QVector<SyncAction> ActionLog::_PopulateSyncActions(interf::IQSqlQueryWrapper& query)
-{
-    QVector<SyncAction> actions;
-    while (query.next()) {
-        SyncAction action;
-        _PopulateSyncAction(query, action);
-        actions.append(action);
-    }
-    return actions;
-}
-
-void ActionLog::_PopulateSyncAction(interf::IQSqlQueryWrapper& query, SyncAction& action)
-{
-    if (!query.isValid())
-        return;
-    action.id = query.value(0).toInt();
-    action.actionType = query.value(1).toInt();
-    action.relatedItemName = query.value(2).toString();
-    action.relatedItemInfo = query.value(3).toString();
-    action.timestamp = utcToLocal(query.value(4).toDateTime());
-    action.details = query.value(5).toString();
 }
 
 // --- details documents --------------------------------------------------------------

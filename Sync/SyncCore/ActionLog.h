@@ -4,18 +4,13 @@
 #include "interfaces/IActionLog.h"
 #include "kvsynccore_export.h"
 
-#include <QList>
-
 #include <memory>
-#include <mutex>
 
 class QTimerEvent;
 
 inline namespace KvSync_6_0 {
 namespace sync {
 namespace interf {
-class IQSqlDatabaseWrapper;
-class IQSqlQueryWrapper;
 namespace factory {
 class IDatabaseFactory;
 }
@@ -31,18 +26,28 @@ namespace core {
  * first action queued while no timer runs starts a 2000 ms timer on the log's own
  * thread (the thread the object lives in, which must run an event loop for timed
  * flushes). When it fires, every queued action is written in one transaction,
- * ActionAdded is emitted per row (with its id) and Committed() once, and the timer
- * stops. Flush(), the queries and the destructor write the queue on the calling
- * thread instead, so nothing queued is lost on orderly destruction.
+ * and once it is committed ActionAdded is emitted per row (with its id) and
+ * Committed() once, and the timer stops; actions that arrived during the write
+ * get a timer of their own. Flush(), the queries and the destructor write the
+ * queue on the calling thread instead, so nothing queued is lost on orderly
+ * destruction, whichever thread destroys the log.
  *
  * The database comes from the factory given to the constructor, which must
- * already hold the `ActionLog` table. Database failures are not reported: a
- * failed insert drops its row, a failed read returns an empty result.
+ * already hold the `ActionLog` table. Database failures are not reported by the
+ * log itself (the factory may tell them): a failed insert drops its row; a
+ * batch whose transaction cannot start (another process holds the database)
+ * goes back to the queue for the next timer, after one busy wait rather than
+ * one per row; a batch whose commit fails is lost. ActionAdded is emitted only
+ * for rows that were committed, so a caller that counts the actions it added
+ * against the ActionAdded it received learns about every lost row. A failed
+ * read returns an empty result.
  *
  * Thread safety: AddAction, AddHttpError, Flush, the queries and the detail
  * operations may be called from any thread. Flushes never overlap: one asked
  * for on another thread waits until the running one has committed (additions
- * never wait for the database). Signals are emitted on the thread that writes.
+ * never wait for the database). Signals are emitted on the thread that writes,
+ * with no lock of the log held, so a slot may wait for another thread that
+ * adds actions or reads the log.
  */
 class KVSYNCCORE_EXPORT ActionLog : public interf::IActionLog
 {
@@ -57,7 +62,11 @@ public:
     /// Keeps @p databaseFactory for its life. Without one (an empty pointer) every
     /// database operation fails as a failed statement would.
     explicit ActionLog(std::shared_ptr<interf::factory::IDatabaseFactory> databaseFactory);
-    /// Stops the timer and writes whatever is still queued, on the destroying thread.
+    /**
+     * Stops the timer and writes whatever is still queued, on the destroying
+     * thread, which need not be the log's own. A batch that cannot be written
+     * then (its transaction cannot start) is lost, with a log line.
+     */
     ~ActionLog() override;
 
     /// Forwards to the full form with empty strings and empty details.
@@ -149,7 +158,8 @@ public:
      */
     bool transaction() override;
     /// Asks for the timer to stop, commits the held transaction and emits Committed()
-    /// (even when the commit failed); false when no transaction is held.
+    /// (even when the commit failed; during a flush, after the batch's ActionAdded);
+    /// false when no transaction is held.
     bool commit() override;
     /// Like commit(), but rolls back and emits nothing.
     bool rollback() override;
@@ -178,28 +188,8 @@ protected:
     void timerEvent(QTimerEvent* event) override;
 
 private:
-    std::shared_ptr<interf::IQSqlQueryWrapper> _CreateQuery();
-    void _RequestTimer();
-    void _FlushEventsToDb();
-    int _AddActionToDb(const ActionLogEntry& entry);
-    bool _EndTransaction(bool commitIt);
-    static QVector<SyncAction> _PopulateSyncActions(interf::IQSqlQueryWrapper& query);
-    static void _PopulateSyncAction(interf::IQSqlQueryWrapper& query, SyncAction& action);
-
-    std::shared_ptr<interf::factory::IDatabaseFactory> _databaseFactory;
-    std::shared_ptr<interf::IQSqlDatabaseWrapper> _database;
-    // Recursive: AddAction holds it while it requests the timer, which locks it
-    // again, and Committed() receivers may queue actions. A std mutex rather than
-    // QRecursiveMutex so that ThreadSanitizer, which cannot see Qt's futex-based
-    // mutexes, checks the locking.
-    std::recursive_mutex _mutex;
-    QList<ActionLogEntry> _pendingEntries;
-    int _timerId = 0;
-    // Serialises whole flushes (transaction, inserts, commit). The transaction
-    // handle is one member, so two flushes on different threads would otherwise
-    // commit each other's connection and leave one transaction open. Separate
-    // from _mutex so that additions are never blocked by the database.
-    std::recursive_mutex _flushMutex;
+    class Private;
+    std::unique_ptr<Private> _d;
 };
 
 } // namespace core

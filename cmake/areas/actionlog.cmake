@@ -32,3 +32,6 @@ synccore_add_fuzz(fuzz_actiondetails SOURCES fuzz/actiondetails.cpp)
 if(SYNCCORE_BUILD_BENCHMARKS)
     synccore_add_bench(bench_actionlog SOURCES bench/actionlog.cpp LIBS SQLite::SQLite3)
 endif()
+
+# Names of every library QObject class as metaObject() and inherits() give them.
+synccore_add_test(classnamestest SOURCES tests/classnamestest.cpp)
