@@ -24,10 +24,6 @@ namespace {
 constexpr qint64 kHashAlongsideBytes = 4 * 1024 * 1024;
 } // namespace
 
-// The log puts details arguments into its document as they stand; names with
-// '&' or '<' are common, so every argument is escaped here and the document
-// still parses when it is shown.
-
 SyncPass::SyncPass(sync::interf::IActionLog& log, FileNameMatcher& matcher,
                    sync::interf::ICheckForExit& exit)
     : _log(log)
@@ -41,7 +37,31 @@ void SyncPass::setProgressCallback(std::function<void(const SyncProgress&)> call
     _progress = std::move(callback);
 }
 
-QString SyncPass::PrepareFolders(QString& source, QString& target)
+void SyncPass::setCopiedCallback(std::function<void(const QString&)> callback)
+{
+    _copied = std::move(callback);
+}
+
+void SyncPass::_Read(qint64 bytes)
+{
+    _done.bytesDone += bytes;
+    if (_progress)
+        _progress(_done);
+}
+
+void SyncPass::_Record(int type, const QString& relative, int detailsType,
+                       const QVector<QString>& args)
+{
+    // The log puts details arguments into its document as they stand.
+    QVector<QString> escaped;
+    for (const QString& arg : args)
+        escaped.append(arg.toHtmlEscaped());
+    _log.AddAction(action::ActionType(type), relative, QFileInfo(relative).fileName(),
+                   SyncDetails(_log.BuildDetailsXml(actionDetails::DetailsType(detailsType), escaped)));
+    ++_actionsAdded;
+}
+
+QString SyncPass::PrepareFolders(QString& source, QString& target, bool createTarget)
 {
     source = GeneralUtil::CleanPath(QFileInfo(source).absoluteFilePath());
     target = GeneralUtil::CleanPath(QFileInfo(target).absoluteFilePath());
@@ -55,7 +75,7 @@ QString SyncPass::PrepareFolders(QString& source, QString& target)
     const QFileInfo targetInfo(target);
     if (targetInfo.exists() && !targetInfo.isDir())
         return QStringLiteral("target %1 exists and is not a folder").arg(target);
-    if (!targetInfo.exists() && !QDir().mkpath(target))
+    if (createTarget && !targetInfo.exists() && !QDir().mkpath(target))
         return QStringLiteral("cannot create target folder %1").arg(target);
     return QString();
 }
@@ -73,20 +93,20 @@ SyncSummary SyncPass::Run(const QString& source, const QString& target)
     for (const Item& item : items)
         summary.bytesTotal += item.size;
 
-    SyncProgress progress;
-    progress.filesTotal = summary.files;
-    progress.bytesTotal = summary.bytesTotal;
+    _done = SyncProgress();
+    _done.filesTotal = summary.files;
+    _done.bytesTotal = summary.bytesTotal;
     for (const Item& item : items) {
         // Between files, never inside one: a file is either put in place whole or not at all.
         if (_exit.IsCanceling()) {
             summary.interrupted = true;
             break;
         }
+        const qint64 before = _done.bytesDone;
         _SyncFile(source, target, item, summary);
-        ++progress.filesDone;
-        progress.bytesDone += item.size;
-        if (_progress)
-            _progress(progress);
+        // Files compared but not copied count once they are done.
+        ++_done.filesDone;
+        _Read(before + item.size - _done.bytesDone);
     }
 
     // The download companions are gone; their working folders need not stay.
@@ -112,8 +132,10 @@ void SyncPass::_Collect(const QString& root, const QString& folder, QList<Item>&
         const QString relative = GeneralUtil::GetSubPath(root, entry.absoluteFilePath());
         if (_matcher.Match(name)) {
             ++summary.excluded;
-            _log.AddAction(action::ItemSkipped, relative, name,
-                           SyncDetails(_log.BuildDetailsXml(actionDetails::ItemExcluded, {relative.toHtmlEscaped()})));
+            if (!_excludedRecorded.contains(relative)) {
+                _excludedRecorded.insert(relative);
+                _Record(action::ItemSkipped, relative, actionDetails::ItemExcluded, { relative });
+            }
             continue;
         }
         if (entry.isDir()) {
@@ -205,10 +227,10 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
 
     ++summary.copied;
     summary.bytesCopied += item.size;
-    const QString name = QFileInfo(item.relative).fileName();
-    _log.AddAction(action::FileUploaded, item.relative, name,
-                   SyncDetails(_log.BuildDetailsXml(actionDetails::FileTransferred,
-                                                    {item.relative.toHtmlEscaped(), QString::number(item.size)})));
+    _Record(action::FileUploaded, item.relative, actionDetails::FileTransferred,
+            { item.relative, QString::number(item.size) });
+    if (_copied)
+        _copied(item.relative);
     return true;
 }
 
@@ -235,6 +257,7 @@ QString SyncPass::_WriteCompanion(const QString& from, const QString& partial, Q
         if (n == 0)
             break;
         hash.addData(QByteArrayView(buffer.constData(), n));
+        _Read(n);
         if (out.write(buffer.constData(), n) != n) {
             *error = QStringLiteral("cannot write %1: %2").arg(partial, out.errorString());
             return QString();
@@ -251,10 +274,8 @@ void SyncPass::_Fail(const Item& item, const QString& reason, SyncSummary& summa
 {
     ++summary.failed;
     summary.failures.append(QStringLiteral("%1: %2").arg(item.relative, reason));
-    const QString name = QFileInfo(item.relative).fileName();
-    _log.AddAction(action::UploadFailed, item.relative, name,
-                   SyncDetails(_log.BuildDetailsXml(actionDetails::TransferFailed,
-                                                                  {item.relative.toHtmlEscaped(), reason.toHtmlEscaped()})));
+    _Record(action::UploadFailed, item.relative, actionDetails::TransferFailed,
+            { item.relative, reason });
 }
 
 } // namespace tool

@@ -3,7 +3,9 @@
 // One pass of the one-way mirror behind `synccore sync`: SOURCE plays the
 // local folder, TARGET the cloud store. Built on the library's public API only.
 
+#include <QSet>
 #include <QString>
+#include <QVector>
 #include <QStringList>
 
 #include <functional>
@@ -52,16 +54,20 @@ public:
     SyncPass(sync::interf::IActionLog& log, sync::core::FileNameMatcher& matcher,
              sync::interf::ICheckForExit& exit);
 
-    /// Called after every file; may be empty.
+    /// Called as bytes are read and after every file; may be empty.
     void setProgressCallback(std::function<void(const SyncProgress&)> callback);
+    /// Called with the relative path of every file written to the target; may be empty.
+    void setCopiedCallback(std::function<void(const QString&)> callback);
+    /// Actions handed to the log by every Run() of this object so far.
+    int actionsAdded() const { return _actionsAdded; }
 
     /**
      * Cleans both folder paths in place and checks that they can be mirrored:
      * SOURCE is an existing folder, TARGET is not a file, and neither lies
      * inside the other. Returns an error text, empty when all is well.
-     * TARGET is created when it does not exist.
+     * With @p createTarget, TARGET is created when it does not exist.
      */
-    static QString PrepareFolders(QString& source, QString& target);
+    static QString PrepareFolders(QString& source, QString& target, bool createTarget = true);
 
     /// Mirrors @p source into @p target (both prepared). Stops between files once exiting.
     SyncSummary Run(const QString& source, const QString& target);
@@ -80,12 +86,19 @@ private:
     /// Copies @p from to @p partial; the MD5 of what was written, empty on failure.
     QString _WriteCompanion(const QString& from, const QString& partial, QString* error);
     void _Fail(const Item& item, const QString& reason, SyncSummary& summary);
+    void _Record(int type, const QString& relative, int detailsType, const QVector<QString>& args);
+    void _Read(qint64 bytes);
 
     sync::interf::IActionLog& _log;
     sync::core::FileNameMatcher& _matcher;
     sync::interf::ICheckForExit& _exit;
     std::function<void(const SyncProgress&)> _progress;
+    std::function<void(const QString&)> _copied;
+    SyncProgress _done;
     QStringList _workingFolders;
+    /// Excluded items already recorded: once per item and object, not on every pass.
+    QSet<QString> _excludedRecorded;
+    int _actionsAdded = 0;
 };
 
 } // namespace tool
