@@ -84,7 +84,10 @@ std::unique_ptr<LogDatabase> LogDatabase::OpenForWriting(const QString& path,
     QString verdict;
     if (existed && (!db->_Query(QStringLiteral("PRAGMA quick_check"), &verdict)
                     || verdict != QLatin1String("ok"))) {
-        *status = db->_Failed(QStringLiteral("the database is damaged (%1)").arg(verdict));
+        QStringList problems = verdict.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        problems.removeIf([](const QString& line) { return line.startsWith(QLatin1String("***")); });
+        *status = db->_Failed(
+            QStringLiteral("the database is damaged (%1)").arg(problems.join(QStringLiteral("; "))));
         return nullptr;
     }
     if (!factory->CreateActionLogTable()) {
