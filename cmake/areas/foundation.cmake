@@ -34,6 +34,12 @@ if(TARGET synccore)
     install(FILES tools/synccore/synccore.bash-completion RENAME synccore
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
 endif()
+synccore_add_test(synccoretooltest SOURCES tests/synccoretooltest.cpp)
+if(TARGET synccoretooltest AND TARGET synccore)
+    add_dependencies(synccoretooltest synccore)
+    # The test installs the manual page and completion with cmake itself.
+    target_compile_definitions(synccoretooltest PRIVATE SYNCCORE_CMAKE_COMMAND="${CMAKE_COMMAND}")
+endif()
 
 synccore_add_test(coretypestest SOURCES tests/coretypestest.cpp)
 synccore_add_test(loggingconfiguratortest SOURCES tests/loggingconfiguratortest.cpp)

@@ -67,7 +67,7 @@ bool Invocation::intValue(const QString& option, qint64 min, qint64 max, qint64*
     *result = text.toLongLong(&ok);
     if (ok && *result >= min && *result <= max)
         return true;
-    const QString range = max == std::numeric_limits<qint64>::max()
+    const QString range = max >= std::numeric_limits<int>::max()
         ? QStringLiteral("%1 or more").arg(min)
         : QStringLiteral("from %1 to %2").arg(min).arg(max);
     *status = usageError(QStringLiteral("--%1: '%2' is not a whole number %3")
