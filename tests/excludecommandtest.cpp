@@ -40,7 +40,7 @@ TEST(ExcludeCommandTest, PrintsTheVerdictPerName)
             testutil::run(testutil::builtExecutable(QStringLiteral("synccore")), QStringList{"exclude"} + r.args);
         EXPECT_EQ(QList<int>({p.signal, p.exitCode}), QList<int>({0, r.exitCode})) << p.err.constData();
         EXPECT_EQ(QString::fromUtf8(p.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts), r.out);
-        EXPECT_TRUE(r.exitCode == 0 || (p.err.startsWith("synccore: ") && p.err.count('\n') == 1)) << p.err.constData();
+        EXPECT_TRUE(r.exitCode == 0 || (p.err.startsWith("synccore exclude: ") && p.err.count('\n') == 2)) << p.err.constData();
     }
     QFile::remove(settingsFile);
 }
