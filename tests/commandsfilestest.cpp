@@ -54,3 +54,33 @@ TEST(CommandsFiles, HideAndShowEditTheHiddenList)
     EXPECT_EQ(synccore({ "show", dir.filePath("none") }).exitCode, 1);
     EXPECT_EQ(synccore({ "hide" }).exitCode, 2);
 }
+
+// On a terminal (a pseudo-terminal from script(1)) md5 and sha1 draw progress
+// on standard error from the bytes they read themselves, clear it, and still
+// print the digest md5sum and sha1sum print; off a terminal nothing but the digest.
+TEST(CommandsFiles, DigestsDrawProgressOnlyOnATerminal)
+{
+    if (!testutil::haveProgram("script"))
+        GTEST_SKIP() << "script(1) is needed for a pseudo-terminal";
+    testutil::TempDir dir;
+    QByteArray content(5 * 1024 * 1024 + 3, '\0');
+    for (int i = 0; i < content.size(); ++i)
+        content[i] = char(i * 31 % 251);
+    const QString file = dir.write("data.bin", content);
+    for (const char* command : { "md5", "sha1" }) {
+        SCOPED_TRACE(command);
+        const QString reference = QString::fromLatin1(command) + "sum";
+        if (!testutil::haveProgram(reference))
+            GTEST_SKIP() << qPrintable(reference) << " is not installed";
+        const QByteArray expected = testutil::run(reference, { file }).out;
+        const QString line = QString("'%1' %2 '%3'").arg(testutil::builtExecutable("synccore"), command, file);
+        const testutil::ProcessResult onTerminal = testutil::run("script", { "-qec", line, "/dev/null" });
+        EXPECT_EQ(onTerminal.exitCode, 0);
+        const QByteArray screen = onTerminal.out;
+        EXPECT_TRUE(screen.startsWith("\r\x1b[2K0 B of 5.00 MiB, 0/1 files")) << screen.left(80).constData();
+        EXPECT_TRUE(screen.endsWith("\r\x1b[2K" + expected.left(expected.size() - 1) + "\r\n")) << screen.right(120).constData();
+        const testutil::ProcessResult piped = synccore({ command, file });
+        EXPECT_EQ(piped.out, expected);
+        EXPECT_TRUE(piped.err.isEmpty()) << piped.err.constData();
+    }
+}

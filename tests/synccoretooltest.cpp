@@ -215,6 +215,31 @@ TEST(SyncCoreToolTest, JsonTimesCarryTheirOffsetAndParseBack)
     EXPECT_EQ(paths.value(QStringLiteral("app file")).toString(), QFileInfo(tool()).canonicalFilePath());
 }
 
+// Colour on a terminal only (a pseudo-terminal from script(1)), never with NO_COLOR.
+TEST(SyncCoreToolTest, HistoryIsColouredOnlyOnATerminalWithoutNoColor)
+{
+    if (!testutil::haveProgram(QStringLiteral("script")))
+        GTEST_SKIP() << "script(1) is needed for a pseudo-terminal";
+    testutil::TempDir dir;
+    const QString db = dir.filePath(QStringLiteral("log.sqlite"));
+    ASSERT_EQ(synccore({ "log", "add", "--db", db, "FileUploaded", "a" }).exitCode, 0);
+    ASSERT_EQ(synccore({ "log", "add", "--db", db, "UploadFailed", "b" }).exitCode, 0);
+    const QString line = QStringLiteral("'%1' history --db '%2'").arg(tool(), db);
+    const struct { bool terminal; QStringList env; bool coloured; } rows[] = {
+        { true, {}, true }, { true, { "NO_COLOR=1" }, false }, { false, {}, false },
+    };
+    for (const auto& row : rows) {
+        const QByteArray out = row.terminal
+            ? testutil::run(QStringLiteral("script"), { "-qec", line, "/dev/null" }, 60000, row.env).out
+            : synccore({ "history", "--db", db }, row.env).out;
+        SCOPED_TRACE(out.constData());
+        EXPECT_TRUE(out.contains("FileUploaded") && out.contains("UploadFailed"));
+        EXPECT_EQ(out.contains("\x1b[32mFileUploaded"), row.coloured);
+        EXPECT_EQ(out.contains("\x1b[31mUploadFailed"), row.coloured);
+        EXPECT_EQ(out.contains('\x1b'), row.coloured);
+    }
+}
+
 // The manual page and the completion as installed, against the parsers' options.
 class InstalledDocumentation : public ::testing::Test
 {
