@@ -190,24 +190,9 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
         }
     }
 
-    // Written through the download companion first, so that a reader of the
-    // target never sees a half-written file.
-    QFileWrapper targetFile;
-    targetFile.setFileName(to);
-    const std::shared_ptr<sync::interf::IQFileWrapper> companion = targetFile.GetDownloadedTempFile();
-    const QString partial = companion ? companion->fileName() : QString();
-    if (partial.isEmpty()) {
-        _Fail(item, QStringLiteral("no download companion for %1").arg(to), summary);
+    const QString partial = _Companion(to, item, summary);
+    if (partial.isEmpty())
         return false;
-    }
-    const QString workingFolder = QFileInfo(partial).absolutePath();
-    if (!QFileInfo::exists(workingFolder)) {
-        if (!QDir().mkpath(workingFolder)) {
-            _Fail(item, QStringLiteral("cannot create %1").arg(workingFolder), summary);
-            return false;
-        }
-        _workingFolders.append(workingFolder);
-    }
 
     // The companion is written and hashed in one read of the source; what is put
     // in place must be what was compared, or the source changed meanwhile.
@@ -232,6 +217,29 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
     if (_copied)
         _copied(item.relative);
     return true;
+}
+
+QString SyncPass::_Companion(const QString& to, const Item& item, SyncSummary& summary)
+{
+    // Written through the download companion first, so that a reader of the
+    // target never sees a half-written file.
+    QFileWrapper targetFile;
+    targetFile.setFileName(to);
+    const std::shared_ptr<sync::interf::IQFileWrapper> companion = targetFile.GetDownloadedTempFile();
+    const QString partial = companion ? companion->fileName() : QString();
+    if (partial.isEmpty()) {
+        _Fail(item, QStringLiteral("no download companion for %1").arg(to), summary);
+        return QString();
+    }
+    const QString workingFolder = QFileInfo(partial).absolutePath();
+    if (!QFileInfo::exists(workingFolder)) {
+        if (!QDir().mkpath(workingFolder)) {
+            _Fail(item, QStringLiteral("cannot create %1").arg(workingFolder), summary);
+            return QString();
+        }
+        _workingFolders.append(workingFolder);
+    }
+    return partial;
 }
 
 QString SyncPass::_WriteCompanion(const QString& from, const QString& partial, QString* error)

@@ -83,6 +83,8 @@ private:
                   SyncSummary& summary);
     bool _SyncFile(const QString& source, const QString& target, const Item& item,
                    SyncSummary& summary);
+    /// The download companion's path for @p to, its working folder created; empty after _Fail().
+    QString _Companion(const QString& to, const Item& item, SyncSummary& summary);
     /// Copies @p from to @p partial; the MD5 of what was written, empty on failure.
     QString _WriteCompanion(const QString& from, const QString& partial, QString* error);
     void _Fail(const Item& item, const QString& reason, SyncSummary& summary);
