@@ -155,7 +155,8 @@ QMap<QString, QByteArray> snapshot(const QString& path)
 }
 
 class DamagedDatabaseTest : public ::testing::TestWithParam<DamagedDatabase>
-{ };
+{
+};
 
 } // namespace
 
@@ -167,19 +168,23 @@ TEST_P(DamagedDatabaseTest, EveryDatabaseCommandFailsAndLeavesTheFileAlone)
     const QString db = GetParam().make(dir);
     ASSERT_FALSE(db.isEmpty());
     testutil::TempDir folders;
-    const QString source = folders.write(QStringLiteral("src/a.txt"), "a").section(QLatin1Char('/'), 0, -2);
+    const QString source
+        = folders.write(QStringLiteral("src/a.txt"), "a").section(QLatin1Char('/'), 0, -2);
     const QMap<QString, QByteArray> before = snapshot(dir.path());
     const QStringList commands[] = { { "history" }, { "history", "--json" }, { "log", "list" },
         { "log", "show", "1" }, { "log", "remove", "1" }, { "log", "trim" }, { "log", "clear" },
         { "log", "add", "1" }, { "sync", source, folders.filePath(QStringLiteral("dst")) } };
     for (const QStringList& command : commands) {
         SCOPED_TRACE(qPrintable(command.join(QLatin1Char(' '))));
-        const testutil::ProcessResult r = testutil::run(testutil::builtExecutable(QStringLiteral("synccore")),
-            command + QStringList { QStringLiteral("--db"), db });
+        const testutil::ProcessResult r
+            = testutil::run(testutil::builtExecutable(QStringLiteral("synccore")),
+                command + QStringList { QStringLiteral("--db"), db });
         EXPECT_EQ(QList<int>({ r.signal, r.exitCode }), QList<int>({ 0, 1 }));
         const QStringList errors = lines(r.err);
         ASSERT_EQ(errors.size(), 1) << r.err.constData();
-        EXPECT_TRUE(errors[0].startsWith(QStringLiteral("synccore %1: ").arg(command.mid(0, command[0] == "log" ? 2 : 1).join(' '))))
+        EXPECT_TRUE(
+            errors[0].startsWith(QStringLiteral("synccore %1: ")
+                                     .arg(command.mid(0, command[0] == "log" ? 2 : 1).join(' '))))
             << qPrintable(errors[0]);
         EXPECT_TRUE(errors[0].contains(db)) << qPrintable(errors[0]);
         EXPECT_GT(errors[0].size(), QStringLiteral("synccore log list: ").size() + db.size() + 4)
@@ -202,7 +207,8 @@ TEST(ActionLogToolTest, EmptyDatabaseNameIsAUsageError)
         SCOPED_TRACE(command);
         QStringList args = QString::fromLatin1(command).split(QLatin1Char(' '));
         args << QStringLiteral("--db") << QString();
-        const testutil::ProcessResult r = testutil::run(testutil::builtExecutable(QStringLiteral("synccore")), args);
+        const testutil::ProcessResult r
+            = testutil::run(testutil::builtExecutable(QStringLiteral("synccore")), args);
         EXPECT_EQ(r.exitCode, 2);
         EXPECT_TRUE(r.err.contains(": --db: the value is empty\n")) << r.err.constData();
         EXPECT_TRUE(r.out.isEmpty());

@@ -38,7 +38,8 @@ TEST_F(SecurityCommandsTest, EncryptedHexDecryptsBackAndBadInputIsOneLine)
             = synccore(QString::fromLatin1(args).split(QLatin1Char(' ')));
         EXPECT_EQ(r.exitCode, 2) << args;
         EXPECT_TRUE(r.err.startsWith("synccore " + QByteArray(args).split(' ').first() + ": ")
-            && r.err.endsWith(" --help' for more information.\n")) << r.err.constData();
+            && r.err.endsWith(" --help' for more information.\n"))
+            << r.err.constData();
         EXPECT_TRUE(r.out.isEmpty());
     }
 }

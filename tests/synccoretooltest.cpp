@@ -58,10 +58,10 @@ TEST(SyncCoreToolTest, EveryHelpFormPrintsTheCommandsUsageOptionsAndExamples)
     ASSERT_GE(table.size(), 20);
     for (auto it = table.cbegin(); it != table.cend(); ++it) {
         const QStringList words = it.key().split(QLatin1Char(' '));
-        for (const QStringList& args : { words + QStringList{ QStringLiteral("--help") },
-                                         words + QStringList{ QStringLiteral("-h") },
-                                         QStringList{ QStringLiteral("help") } + words,
-                                         words + QStringList{ QStringLiteral("x"), QStringLiteral("--help") } }) {
+        for (const QStringList& args : { words + QStringList { QStringLiteral("--help") },
+                 words + QStringList { QStringLiteral("-h") },
+                 QStringList { QStringLiteral("help") } + words,
+                 words + QStringList { QStringLiteral("x"), QStringLiteral("--help") } }) {
             SCOPED_TRACE(qPrintable(args.join(QLatin1Char(' '))));
             const testutil::ProcessResult r = synccore(args);
             EXPECT_EQ(r.exitCode, 0);
@@ -71,17 +71,25 @@ TEST(SyncCoreToolTest, EveryHelpFormPrintsTheCommandsUsageOptionsAndExamples)
             EXPECT_TRUE(help.contains(QStringLiteral("\nExamples:\n  synccore ")));
             EXPECT_TRUE(help.contains(QStringLiteral("143 for SIGTERM")));
             for (const QString& option : it.value())
-                EXPECT_TRUE(help.contains(QRegularExpression(
-                    QStringLiteral("(^|[ ,])%1([ ,\n]|$)").arg(QRegularExpression::escape(option)))))
+                EXPECT_TRUE(
+                    help.contains(QRegularExpression(QStringLiteral("(^|[ ,])%1([ ,\n]|$)")
+                                                         .arg(QRegularExpression::escape(option)))))
                     << qPrintable(option);
             for (const QString& line : help.split(QLatin1Char('\n')))
                 EXPECT_LE(line.size(), 80) << qPrintable(line);
         }
     }
     // The overview and the group help list the commands.
-    const struct { QStringList args; const char* text; } overviews[] = {
-        { { "--help" }, "  log add " }, { { "-h" }, "  sync " }, { { "help" }, "  history " },
-        { { "log", "--help" }, "  log trim " }, { { "help", "log" }, "  log clear " },
+    const struct
+    {
+        QStringList args;
+        const char* text;
+    } overviews[] = {
+        { { "--help" }, "  log add " },
+        { { "-h" }, "  sync " },
+        { { "help" }, "  history " },
+        { { "log", "--help" }, "  log trim " },
+        { { "help", "log" }, "  log clear " },
     };
     for (const auto& row : overviews) {
         const testutil::ProcessResult r = synccore(row.args);
@@ -89,8 +97,8 @@ TEST(SyncCoreToolTest, EveryHelpFormPrintsTheCommandsUsageOptionsAndExamples)
         EXPECT_TRUE(r.out.contains(row.text)) << r.out.constData();
     }
     const QStringList version = lines(synccore({ QStringLiteral("--version") }).out);
-    EXPECT_EQ(version, QStringList({ QStringLiteral("synccore 6.0.0"),
-                                     QStringLiteral("libKvSyncCore 6.0.0") }));
+    EXPECT_EQ(version,
+        QStringList({ QStringLiteral("synccore 6.0.0"), QStringLiteral("libKvSyncCore 6.0.0") }));
 }
 
 TEST(SyncCoreToolTest, UsageErrorsNameTheProblemExit2AndCreateNothing)
@@ -98,9 +106,15 @@ TEST(SyncCoreToolTest, UsageErrorsNameTheProblemExit2AndCreateNothing)
     testutil::TempDir dir;
     const QString db = dir.filePath(QStringLiteral("never.sqlite"));
     const QString target = dir.filePath(QStringLiteral("never-target"));
-    const QString source = dir.write(QStringLiteral("src/a.txt"), "a").section(QLatin1Char('/'), 0, -2);
+    const QString source
+        = dir.write(QStringLiteral("src/a.txt"), "a").section(QLatin1Char('/'), 0, -2);
     // args ("DB" is the database, "SRC"/"DST" the folders), command in the error, its text
-    const struct { const char* args; const char* command; const char* message; } rows[] = {
+    const struct
+    {
+        const char* args;
+        const char* command;
+        const char* message;
+    } rows[] = {
         { "history --bogus DB", "history", "unknown option '--bogus'" },
         { "history -x DB", "history", "unknown option '-x'" },
         { "history --limit -1 DB", "history", "--limit: '-1' is not a whole number 0 or more" },
@@ -146,14 +160,17 @@ TEST(SyncCoreToolTest, UsageErrorsNameTheProblemExit2AndCreateNothing)
         const testutil::ProcessResult r = synccore(args);
         EXPECT_EQ(r.exitCode, 2);
         EXPECT_TRUE(r.out.isEmpty()) << r.out.constData();
-        const QString program = *row.command ? QStringLiteral("synccore %1").arg(QLatin1String(row.command))
-                                             : QStringLiteral("synccore");
+        const QString program = *row.command
+            ? QStringLiteral("synccore %1").arg(QLatin1String(row.command))
+            : QStringLiteral("synccore");
         const QStringList errors = lines(r.err);
         ASSERT_EQ(errors.size(), 2) << r.err.constData();
-        EXPECT_TRUE(errors[0].startsWith(QStringLiteral("%1: %2").arg(program, QLatin1String(row.message))))
+        EXPECT_TRUE(
+            errors[0].startsWith(QStringLiteral("%1: %2").arg(program, QLatin1String(row.message))))
             << r.err.constData();
         EXPECT_EQ(errors[1], QStringLiteral("Try '%1 --help' for more information.").arg(program));
-        EXPECT_FALSE(QFileInfo::exists(db) || QFileInfo::exists(target) || QFileInfo::exists(dataFolder()));
+        EXPECT_FALSE(
+            QFileInfo::exists(db) || QFileInfo::exists(target) || QFileInfo::exists(dataFolder()));
     }
     // No command at all: a reminder, and status 2.
     const testutil::ProcessResult none = synccore({});
@@ -168,7 +185,7 @@ TEST(SyncCoreToolTest, DatabaseIsDbThenSyncCoreDbThenTheDataFolder)
     const QString fromEnvironment = dir.filePath(QStringLiteral("environment.sqlite"));
     const QString standard = dataFolder() + QStringLiteral("/actionlog.sqlite");
     QDir(dataFolder()).removeRecursively();
-    const QStringList env{ QStringLiteral("SYNCCORE_DB=") + fromEnvironment };
+    const QStringList env { QStringLiteral("SYNCCORE_DB=") + fromEnvironment };
     ASSERT_EQ(synccore({ "log", "add", "1", "--db", fromOption }, env).exitCode, 0);
     ASSERT_EQ(synccore({ "log", "add", "1" }, env).exitCode, 0);
     ASSERT_EQ(synccore({ "log", "add", "1" }, env).exitCode, 0);
@@ -185,13 +202,13 @@ TEST(SyncCoreToolTest, JsonTimesCarryTheirOffsetAndParseBack)
 {
     testutil::TempDir dir;
     const QString db = dir.filePath(QStringLiteral("log.sqlite"));
-    ASSERT_EQ(synccore({ "log", "add", "--db", db, "--details", "7", "--arg", "a<b&c \"d\"", "--arg",
-                         "x", "UploadFailed", "docs/a<b&c", "a<b&c" })
+    ASSERT_EQ(synccore({ "log", "add", "--db", db, "--details", "7", "--arg", "a<b&c \"d\"",
+                           "--arg", "x", "UploadFailed", "docs/a<b&c", "a<b&c" })
                   .exitCode,
-              0);
-    const QStringList india{ QStringLiteral("TZ=Asia/Kolkata") };
-    for (const QStringList& args : { QStringList{ "history", "--json", "--details", "--db", db },
-                                     QStringList{ "log", "list", "--json", "--db", db } }) {
+        0);
+    const QStringList india { QStringLiteral("TZ=Asia/Kolkata") };
+    for (const QStringList& args : { QStringList { "history", "--json", "--details", "--db", db },
+             QStringList { "log", "list", "--json", "--db", db } }) {
         SCOPED_TRACE(qPrintable(args.join(' ')));
         const testutil::ProcessResult r = synccore(args, india);
         ASSERT_EQ(r.exitCode, 0) << r.err.constData();
@@ -202,17 +219,22 @@ TEST(SyncCoreToolTest, JsonTimesCarryTheirOffsetAndParseBack)
         const QJsonObject a = rows.first().toObject();
         const QString time = a.value(QStringLiteral("time")).toString();
         EXPECT_TRUE(time.endsWith(QStringLiteral("+05:30"))) << qPrintable(time);
-        EXPECT_LT(qAbs(QDateTime::fromString(time, Qt::ISODateWithMs).secsTo(QDateTime::currentDateTime())), 60);
+        EXPECT_LT(qAbs(QDateTime::fromString(time, Qt::ISODateWithMs)
+                           .secsTo(QDateTime::currentDateTime())),
+            60);
         EXPECT_EQ(a.value(QStringLiteral("typeName")).toString(), QStringLiteral("UploadFailed"));
         // The details arguments were escaped on the way in: they come back exactly.
         EXPECT_EQ(a.value(QStringLiteral("details")).toString(),
-                  QStringLiteral("Transfer of a<b&c \"d\" failed: x"));
-        EXPECT_TRUE(a.value(QStringLiteral("detailsDocument")).toString().contains(QStringLiteral("a&lt;b&amp;c")));
+            QStringLiteral("Transfer of a<b&c \"d\" failed: x"));
+        EXPECT_TRUE(a.value(QStringLiteral("detailsDocument"))
+                        .toString()
+                        .contains(QStringLiteral("a&lt;b&amp;c")));
     }
     const testutil::ProcessResult text = synccore({ "history", "--details", "--db", db });
     EXPECT_TRUE(text.out.contains("<arg position=\"0\">a&lt;b&amp;c")) << text.out.constData();
     const QJsonObject paths = QJsonDocument::fromJson(synccore({ "paths", "--json" }).out).object();
-    EXPECT_EQ(paths.value(QStringLiteral("app file")).toString(), QFileInfo(tool()).canonicalFilePath());
+    EXPECT_EQ(
+        paths.value(QStringLiteral("app file")).toString(), QFileInfo(tool()).canonicalFilePath());
 }
 
 // Colour on a terminal only (a pseudo-terminal from script(1)), never with NO_COLOR.
@@ -225,12 +247,20 @@ TEST(SyncCoreToolTest, HistoryIsColouredOnlyOnATerminalWithoutNoColor)
     ASSERT_EQ(synccore({ "log", "add", "--db", db, "FileUploaded", "a" }).exitCode, 0);
     ASSERT_EQ(synccore({ "log", "add", "--db", db, "UploadFailed", "b" }).exitCode, 0);
     const QString line = QStringLiteral("'%1' history --db '%2'").arg(tool(), db);
-    const struct { bool terminal; QStringList env; bool coloured; } rows[] = {
-        { true, {}, true }, { true, { "NO_COLOR=1" }, false }, { false, {}, false },
+    const struct
+    {
+        bool terminal;
+        QStringList env;
+        bool coloured;
+    } rows[] = {
+        { true, {}, true },
+        { true, { "NO_COLOR=1" }, false },
+        { false, {}, false },
     };
     for (const auto& row : rows) {
         const QByteArray out = row.terminal
-            ? testutil::run(QStringLiteral("script"), { "-qec", line, "/dev/null" }, 60000, row.env).out
+            ? testutil::run(QStringLiteral("script"), { "-qec", line, "/dev/null" }, 60000, row.env)
+                  .out
             : synccore({ "history", "--db", db }, row.env).out;
         SCOPED_TRACE(out.constData());
         EXPECT_TRUE(out.contains("FileUploaded") && out.contains("UploadFailed"));
@@ -246,8 +276,7 @@ class InstalledDocumentation : public ::testing::Test
 protected:
     void SetUp() override
     {
-        const testutil::ProcessResult r = testutil::run(
-            QStringLiteral(SYNCCORE_CMAKE_COMMAND),
+        const testutil::ProcessResult r = testutil::run(QStringLiteral(SYNCCORE_CMAKE_COMMAND),
             { "--install", SYNCCORE_BINARY_DIR, "--prefix", prefix.path(), "--component", "tool" });
         ASSERT_EQ(r.exitCode, 0) << r.err.constData();
         table = optionTable();
@@ -260,7 +289,8 @@ protected:
 TEST_F(InstalledDocumentation, ManualPageDescribesEveryCommandAndOptionAndRenders)
 {
     const QString page = prefix.filePath(QStringLiteral("share/man/man1/synccore.1"));
-    const QString roff = QString::fromUtf8(testutil::readFile(page)).replace(QStringLiteral("\\-"), QStringLiteral("-"));
+    const QString roff = QString::fromUtf8(testutil::readFile(page))
+                             .replace(QStringLiteral("\\-"), QStringLiteral("-"));
     ASSERT_FALSE(roff.isEmpty()) << qPrintable(page);
     const QStringList sections = roff.split(QRegularExpression(QStringLiteral("\n\\.S[SH] ")));
     for (auto it = table.cbegin(); it != table.cend(); ++it) {
@@ -271,7 +301,8 @@ TEST_F(InstalledDocumentation, ManualPageDescribesEveryCommandAndOptionAndRender
         });
         ASSERT_NE(section, sections.end()) << "no section for the command";
         for (const QString& option : it.value()) {
-            const bool everywhere = option == QLatin1String("-h") || option == QLatin1String("--help");
+            const bool everywhere
+                = option == QLatin1String("-h") || option == QLatin1String("--help");
             EXPECT_TRUE((everywhere ? roff : *section).contains(option)) << qPrintable(option);
         }
     }
@@ -285,17 +316,19 @@ TEST_F(InstalledDocumentation, ManualPageDescribesEveryCommandAndOptionAndRender
 
 TEST_F(InstalledDocumentation, BashCompletesEveryCommandAndItsOptions)
 {
-    const QString script = prefix.filePath(QStringLiteral("share/bash-completion/completions/synccore"));
+    const QString script
+        = prefix.filePath(QStringLiteral("share/bash-completion/completions/synccore"));
     ASSERT_TRUE(QFileInfo::exists(script));
     // Bash itself, with the installed script, completing "synccore WORDS... -".
     const auto complete = [&](const QStringList& words) {
         QString array;
         for (const QString& w : words)
             array += QStringLiteral(" '%1'").arg(w);
-        const QString code = QStringLiteral("source '%1'; COMP_WORDS=(synccore%2); "
-                                            "COMP_CWORD=%3; _synccore; printf '%s\\n' \"${COMPREPLY[@]}\"")
-                                 .arg(script, array)
-                                 .arg(words.size());
+        const QString code
+            = QStringLiteral("source '%1'; COMP_WORDS=(synccore%2); "
+                             "COMP_CWORD=%3; _synccore; printf '%s\\n' \"${COMPREPLY[@]}\"")
+                  .arg(script, array)
+                  .arg(words.size());
         QStringList found = lines(testutil::run(QStringLiteral("bash"), { "-c", code }).out);
         found.sort();
         return found;
@@ -305,7 +338,8 @@ TEST_F(InstalledDocumentation, BashCompletesEveryCommandAndItsOptions)
         SCOPED_TRACE(qPrintable(it.key()));
         QStringList expected = it.value();
         expected.sort();
-        EXPECT_EQ(complete(it.key().split(QLatin1Char(' ')) + QStringList{ QStringLiteral("-") }), expected);
+        EXPECT_EQ(complete(it.key().split(QLatin1Char(' ')) + QStringList { QStringLiteral("-") }),
+            expected);
         commands.append(it.key().section(QLatin1Char(' '), 0, 0));
     }
     commands.removeDuplicates();

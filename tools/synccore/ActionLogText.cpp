@@ -5,7 +5,6 @@
 
 #include "Sync/SyncCore/SyncException.h"
 
-
 using sync::core::ActionLog;
 using sync::core::SyncAction;
 namespace action = sync::core::action;

@@ -27,8 +27,8 @@ QString detailsText(sync::core::ActionLog& log, const QString& details);
 
 /// One action as a JSON object: id, time (ISO 8601 with offset), type, typeName, item,
 /// name, details (as text) and, with @p withDocument, the stored details document.
-QJsonObject actionJson(sync::core::ActionLog& log, const sync::core::SyncAction& action,
-                       bool withDocument);
+QJsonObject actionJson(
+    sync::core::ActionLog& log, const sync::core::SyncAction& action, bool withDocument);
 
 /// A row id given on the command line; -1 when it is not a positive number.
 int actionId(const QString& text);

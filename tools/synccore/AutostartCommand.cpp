@@ -21,19 +21,20 @@ int run(const tool::Invocation& in)
         return tool::usageError(QStringLiteral("'%1' is neither enable nor disable").arg(verb));
     if (in.isSet(QStringLiteral("config-home")))
         ::setenv("XDG_CONFIG_HOME",
-                 QFile::encodeName(QFileInfo(in.value(QStringLiteral("config-home"))).absoluteFilePath())
-                     .constData(),
-                 1);
+            QFile::encodeName(QFileInfo(in.value(QStringLiteral("config-home"))).absoluteFilePath())
+                .constData(),
+            1);
     const bool enable = verb == QLatin1String("enable");
     const QString folder = GeneralUtil::GetAutostartPath();
     const bool done = in.arguments().size() == 2
-        ? GeneralUtil::BundleAppLaunchOnStartup(
-              enable, QString::fromUtf8(QUrl::fromLocalFile(QFileInfo(in.argument(1)).absoluteFilePath()).toEncoded()))
+        ? GeneralUtil::BundleAppLaunchOnStartup(enable,
+            QString::fromUtf8(
+                QUrl::fromLocalFile(QFileInfo(in.argument(1)).absoluteFilePath()).toEncoded()))
         : GeneralUtil::BundleAppLaunchOnStartup(enable);
     if (!done)
         return tool::failure(enable
-                                 ? QStringLiteral("could not write an autostart entry in %1").arg(folder)
-                                 : QStringLiteral("no matching autostart entry in %1").arg(folder));
+                ? QStringLiteral("could not write an autostart entry in %1").arg(folder)
+                : QStringLiteral("no matching autostart entry in %1").arg(folder));
     tool::out(enable ? QStringLiteral("autostart entry written in %1").arg(folder)
                      : QStringLiteral("autostart entries removed from %1").arg(folder));
     return tool::ExitSuccess;
@@ -49,9 +50,12 @@ tool::Command definition()
         "Write (enable) or remove (disable) the desktop entry in the autostart folder "
         "($XDG_CONFIG_HOME/autostart) that starts PATH, default this tool, when you log in. "
         "An entry that runs another program is never overwritten or removed.");
-    c.options = { { QStringLiteral("config-home"), QStringLiteral("Use DIR/autostart instead of your autostart folder."), QStringLiteral("DIR") } };
-    c.arguments = { { QStringLiteral("enable|disable"), QStringLiteral("Add or remove the entry.") },
-                    { QStringLiteral("PATH"), QStringLiteral("The program to start (default: this tool).") } };
+    c.options = { { QStringLiteral("config-home"),
+        QStringLiteral("Use DIR/autostart instead of your autostart folder."),
+        QStringLiteral("DIR") } };
+    c.arguments = { { QStringLiteral("enable|disable"),
+                        QStringLiteral("Add or remove the entry.") },
+        { QStringLiteral("PATH"), QStringLiteral("The program to start (default: this tool).") } };
     c.minArguments = 1;
     c.maxArguments = 2;
     c.examples = { QStringLiteral("synccore autostart enable \"/opt/Nimb Apps/Nimb Desktop\"") };

@@ -41,8 +41,7 @@ QString programAndCommand()
 Invocation::Invocation(const Command&, const QCommandLineParser& parser)
     : _parser(parser)
     , _arguments(parser.positionalArguments())
-{
-}
+{ }
 
 bool Invocation::isSet(const QString& option) const
 {
@@ -59,8 +58,8 @@ QStringList Invocation::values(const QString& option) const
     return _parser.values(option);
 }
 
-bool Invocation::intValue(const QString& option, qint64 min, qint64 max, qint64* result,
-                          int* status) const
+bool Invocation::intValue(
+    const QString& option, qint64 min, qint64 max, qint64* result, int* status) const
 {
     const QString text = _parser.value(option);
     bool ok = false;
@@ -70,8 +69,8 @@ bool Invocation::intValue(const QString& option, qint64 min, qint64 max, qint64*
     const QString range = max >= std::numeric_limits<int>::max()
         ? QStringLiteral("%1 or more").arg(min)
         : QStringLiteral("from %1 to %2").arg(min).arg(max);
-    *status = usageError(QStringLiteral("--%1: '%2' is not a whole number %3")
-                             .arg(option, text, range));
+    *status = usageError(
+        QStringLiteral("--%1: '%2' is not a whole number %3").arg(option, text, range));
     return false;
 }
 
@@ -102,14 +101,13 @@ Registrar::Registrar(Command (*definition)())
 {
     auto& all = registry();
     all.push_back(definition());
-    std::sort(all.begin(), all.end(),
-              [](const Command& a, const Command& b) { return a.name < b.name; });
+    std::sort(
+        all.begin(), all.end(), [](const Command& a, const Command& b) { return a.name < b.name; });
 }
 
 QCommandLineOption dbOption()
 {
-    return QCommandLineOption(
-        QStringLiteral("db"),
+    return QCommandLineOption(QStringLiteral("db"),
         QStringLiteral("The action log database (default: $SYNCCORE_DB, else "
                        "$XDG_DATA_HOME/synccore/actionlog.sqlite)."),
         QStringLiteral("FILE"));
@@ -118,8 +116,8 @@ QCommandLineOption dbOption()
 QCommandLineOption jsonOption()
 {
     return QCommandLineOption(QStringLiteral("json"),
-                              QStringLiteral("Print JSON instead of text: times in ISO 8601 "
-                                             "with their offset, sizes in bytes."));
+        QStringLiteral("Print JSON instead of text: times in ISO 8601 "
+                       "with their offset, sizes in bytes."));
 }
 
 QString databasePath(const Invocation& in, bool* isDefault)
@@ -155,8 +153,8 @@ void err(const QString& message)
 int usageError(const QString& message)
 {
     err(message);
-    writeTo(stderr, QStringLiteral("Try '%1 --help' for more information.\n")
-                        .arg(programAndCommand()));
+    writeTo(
+        stderr, QStringLiteral("Try '%1 --help' for more information.\n").arg(programAndCommand()));
     return ExitUsage;
 }
 

@@ -21,7 +21,7 @@ namespace tool {
 enum ExitStatus : int {
     ExitSuccess = 0,
     ExitFailure = 1,
-    ExitUsage = 2,    ///< bad arguments, found before anything was opened or created
+    ExitUsage = 2, ///< bad arguments, found before anything was opened or created
     ExitPartial = 23, ///< the work completed, but some entries failed (as rsync)
     ExitSignalBase = 128, ///< plus the signal number, after the log was flushed
 };
@@ -29,7 +29,7 @@ enum ExitStatus : int {
 /// One positional argument as the help shows it.
 struct Argument
 {
-    QString name;        ///< "FILE...", "[NAME]"
+    QString name; ///< "FILE...", "[NAME]"
     QString description;
 };
 
@@ -38,9 +38,9 @@ class Invocation;
 /// What a command is: its parser definition, its help and its work.
 struct Command
 {
-    QString name;        ///< the words typed after "synccore": "history", "log add"
-    QString synopsis;    ///< arguments after the name in the usage line: "[OPTIONS] FILE..."
-    QString summary;     ///< one line for the command list
+    QString name; ///< the words typed after "synccore": "history", "log add"
+    QString synopsis; ///< arguments after the name in the usage line: "[OPTIONS] FILE..."
+    QString summary; ///< one line for the command list
     QString description; ///< a paragraph for the command's own help
     QList<QCommandLineOption> options; ///< -h/--help is added to every command
     QList<Argument> arguments;
@@ -68,8 +68,7 @@ public:
      * default when it is not given. False after printing a usage error (then
      * @p status holds ExitUsage).
      */
-    bool intValue(const QString& option, qint64 min, qint64 max, qint64* result,
-                  int* status) const;
+    bool intValue(const QString& option, qint64 min, qint64 max, qint64* result, int* status) const;
 
 private:
     const QCommandLineParser& _parser;

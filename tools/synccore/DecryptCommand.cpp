@@ -13,8 +13,10 @@ int run(const tool::Invocation& in)
     static const QRegularExpression hexBytes(QStringLiteral("^([0-9A-Fa-f]{2})*$"));
     if (!hexBytes.match(in.argument(0)).hasMatch())
         return tool::usageError(
-            QStringLiteral("'%1' is not hex bytes (pairs of hexadecimal digits)").arg(in.argument(0)));
-    tool::out(sync::core::crypto::Decrypt(QVariant(QByteArray::fromHex(in.argument(0).toLatin1()))));
+            QStringLiteral("'%1' is not hex bytes (pairs of hexadecimal digits)")
+                .arg(in.argument(0)));
+    tool::out(
+        sync::core::crypto::Decrypt(QVariant(QByteArray::fromHex(in.argument(0).toLatin1()))));
     return tool::ExitSuccess;
 }
 
@@ -27,7 +29,8 @@ tool::Command definition()
     c.description = QStringLiteral(
         "Decrypt a value stored by the library, given as the hexadecimal digits that "
         "'synccore encrypt' prints, and print its text.");
-    c.arguments = { { QStringLiteral("HEX"), QStringLiteral("The stored bytes as pairs of hexadecimal digits.") } };
+    c.arguments = { { QStringLiteral("HEX"),
+        QStringLiteral("The stored bytes as pairs of hexadecimal digits.") } };
     c.minArguments = c.maxArguments = 1;
     c.examples = { QStringLiteral("synccore decrypt \"$(synccore encrypt 'my secret')\"") };
     c.run = run;

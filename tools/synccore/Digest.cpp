@@ -11,8 +11,7 @@ namespace tool {
 namespace {
 
 /// The digest of @p path read in chunks, each counted on @p progress; empty on a read error.
-QString readDigest(const QString& path, QCryptographicHash::Algorithm algorithm,
-                   Progress& progress)
+QString readDigest(const QString& path, QCryptographicHash::Algorithm algorithm, Progress& progress)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
@@ -33,7 +32,7 @@ QString readDigest(const QString& path, QCryptographicHash::Algorithm algorithm,
 } // namespace
 
 int printDigests(const Invocation& in, QCryptographicHash::Algorithm algorithm,
-                 const std::function<QString(const QString&)>& libraryDigest)
+    const std::function<QString(const QString&)>& libraryDigest)
 {
     Progress progress(Progress::wanted());
     qint64 total = 0;
@@ -49,8 +48,8 @@ int printDigests(const Invocation& in, QCryptographicHash::Algorithm algorithm,
         progress.addFile();
         if (digest.isEmpty()) {
             progress.finish();
-            status = failure(QStringLiteral("%1: %2").arg(
-                path, QFileInfo::exists(path) && !QFileInfo(path).isFile()
+            status = failure(QStringLiteral("%1: %2").arg(path,
+                QFileInfo::exists(path) && !QFileInfo(path).isFile()
                     ? QStringLiteral("not a file")
                     : QStringLiteral("cannot be read")));
             continue;

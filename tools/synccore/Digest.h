@@ -18,6 +18,6 @@ class Invocation;
  * ExitFailure when any file could not be read (the others are still printed).
  */
 int printDigests(const Invocation& in, QCryptographicHash::Algorithm algorithm,
-                 const std::function<QString(const QString&)>& libraryDigest);
+    const std::function<QString(const QString&)>& libraryDigest);
 
 } // namespace tool

@@ -16,7 +16,8 @@ int run(const tool::Invocation& in)
     if (!GeneralUtil::ParseDuration(text, years, months, days, hours, minutes, seconds)
         || !GeneralUtil::ParseDuration(text, total))
         return tool::failure(
-            QStringLiteral("not an ISO 8601 duration (PnYnMnDTnHnMnS, the T required): %1").arg(text));
+            QStringLiteral("not an ISO 8601 duration (PnYnMnDTnHnMnS, the T required): %1")
+                .arg(text));
     tool::out(QStringLiteral("years: %1").arg(years));
     tool::out(QStringLiteral("months: %1").arg(months));
     tool::out(QStringLiteral("days: %1").arg(days));
@@ -28,7 +29,8 @@ int run(const tool::Invocation& in)
     // not a duration anyone displays.
     const double ms = total * 1000.0;
     if (ms > -9.0e18 && ms < 9.0e18)
-        tool::out(QStringLiteral("display: %1").arg(GeneralUtil::MilliSecondsToDisplayString(qint64(ms))));
+        tool::out(QStringLiteral("display: %1")
+                      .arg(GeneralUtil::MilliSecondsToDisplayString(qint64(ms))));
     return tool::ExitSuccess;
 }
 
@@ -41,7 +43,8 @@ tool::Command definition()
     c.description = QStringLiteral(
         "Read an ISO 8601 duration as the library does and print its fields, its total in "
         "seconds and the display text the user interface shows for it.");
-    c.arguments = { { QStringLiteral("ISO8601"), QStringLiteral("A duration such as P1DT2H30M (the T is required).") } };
+    c.arguments = { { QStringLiteral("ISO8601"),
+        QStringLiteral("A duration such as P1DT2H30M (the T is required).") } };
     c.minArguments = c.maxArguments = 1;
     c.examples = { QStringLiteral("synccore duration P1DT2H30M") };
     c.run = run;

@@ -8,7 +8,8 @@ namespace {
 
 int run(const tool::Invocation& in)
 {
-    tool::out(QString::fromLatin1(sync::core::crypto::Encrypt(in.argument(0)).toByteArray().toHex()));
+    tool::out(
+        QString::fromLatin1(sync::core::crypto::Encrypt(in.argument(0)).toByteArray().toHex()));
     return tool::ExitSuccess;
 }
 

@@ -8,12 +8,11 @@ namespace {
 
 int run(const tool::Invocation& in)
 {
-    const sync::core::FileNameMatcher matcher(in.value(QStringLiteral("key")),
-                                              sync::core::uploadDownloadExclusionsRegex);
+    const sync::core::FileNameMatcher matcher(
+        in.value(QStringLiteral("key")), sync::core::uploadDownloadExclusionsRegex);
     for (const QString& name : in.arguments())
-        tool::out(QStringLiteral("%1\t%2").arg(matcher.Match(name) ? QStringLiteral("excluded")
-                                                                   : QStringLiteral("kept"),
-                                               name));
+        tool::out(QStringLiteral("%1\t%2").arg(
+            matcher.Match(name) ? QStringLiteral("excluded") : QStringLiteral("kept"), name));
     return tool::ExitSuccess;
 }
 
@@ -29,8 +28,10 @@ tool::Command definition()
         "the override stored in the setting SETTING of \"Tessaron Sync\" "
         "(~/.config/Tessaron/Tessaron Sync.conf) when it is there.");
     c.options = { { QStringLiteral("key"), QStringLiteral("The setting that holds the override."),
-                    QStringLiteral("SETTING"), QString::fromLatin1(tool::kExclusionSettingsKey) } };
-    c.arguments = { { QStringLiteral("NAME..."), QStringLiteral("File names (not paths) to judge; put -- before a name that starts with '-'.") } };
+        QStringLiteral("SETTING"), QString::fromLatin1(tool::kExclusionSettingsKey) } };
+    c.arguments = { { QStringLiteral("NAME..."),
+        QStringLiteral(
+            "File names (not paths) to judge; put -- before a name that starts with '-'.") } };
     c.minArguments = 1;
     c.maxArguments = -1;
     c.examples = { QStringLiteral("synccore exclude Thumbs.db report.docx '~$report.docx'") };

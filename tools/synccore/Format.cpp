@@ -16,7 +16,9 @@ QString formatSize(qint64 bytes)
         ++unit;
     }
     // Three significant digits, as du -h and ls -lh give.
-    const int decimals = (value < 10.0 && value > -10.0) ? 2 : (value < 100.0 && value > -100.0) ? 1 : 0;
+    const int decimals = (value < 10.0 && value > -10.0) ? 2
+        : (value < 100.0 && value > -100.0)              ? 1
+                                                         : 0;
     return QStringLiteral("%1 %2").arg(value, 0, 'f', decimals).arg(QLatin1String(units[unit]));
 }
 

@@ -12,7 +12,8 @@ namespace tool {
 /// A byte count for people, in binary units: "512 B", "1.5 KiB", "3.2 MiB", "1.07 GiB".
 QString formatSize(qint64 bytes);
 
-/// An instant as ISO 8601 local time with its offset and milliseconds ("2026-11-25T07:01:02.345+01:00").
+/// An instant as ISO 8601 local time with its offset and milliseconds
+/// ("2026-11-25T07:01:02.345+01:00").
 QString isoTime(const QDateTime& time);
 
 /**
@@ -37,6 +38,9 @@ public:
     void setDone(qint64 bytes, int files);
     /// Clears the line; called by the destructor too.
     void finish();
+
+    /// False when every call is a no-op.
+    bool enabled() const { return _enabled; }
 
     /// True when standard error is a terminal, the condition for drawing.
     static bool wanted();

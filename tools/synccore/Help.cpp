@@ -18,7 +18,7 @@ const char kExitStatuses[]
 QCommandLineOption helpOption()
 {
     return QCommandLineOption({ QStringLiteral("h"), QStringLiteral("help") },
-                              QStringLiteral("Show this help and exit."));
+        QStringLiteral("Show this help and exit."));
 }
 
 /// @p text wrapped to the width, every line indented by @p indent.
@@ -72,10 +72,10 @@ QString entry(const QString& term, const QString& description)
 /// The library's version as the file that is loaded tells it ("libKvSyncCore-6_0.so.6.0.0").
 QString libraryVersion()
 {
-    const QString folder = Tessaron::CloudUtil::GeneralUtil::GetModulePath(
-        QStringLiteral("libKvSyncCore-6_0"));
-    const QStringList files = QDir(folder).entryList(
-        { QStringLiteral("libKvSyncCore-6_0.so.*.*.*") }, QDir::Files);
+    const QString folder
+        = Tessaron::CloudUtil::GeneralUtil::GetModulePath(QStringLiteral("libKvSyncCore-6_0"));
+    const QStringList files
+        = QDir(folder).entryList({ QStringLiteral("libKvSyncCore-6_0.so.*.*.*") }, QDir::Files);
     if (folder.isEmpty() || files.isEmpty())
         return QStringLiteral("unknown");
     return files.first().mid(int(qstrlen("libKvSyncCore-6_0.so.")));
@@ -85,17 +85,16 @@ QString libraryVersion()
 
 QList<QCommandLineOption> parserOptions(const Command& command)
 {
-    return command.options + QList<QCommandLineOption>{ helpOption() };
+    return command.options + QList<QCommandLineOption> { helpOption() };
 }
 
 void printOverview()
 {
-    QString text = QStringLiteral(
-        "Usage: synccore COMMAND [OPTIONS] [ARGUMENTS...]\n"
-        "       synccore help [COMMAND...] | --help | --version\n\n");
+    QString text = QStringLiteral("Usage: synccore COMMAND [OPTIONS] [ARGUMENTS...]\n"
+                                  "       synccore help [COMMAND...] | --help | --version\n\n");
     text += wrap(QStringLiteral("The command-line face of the SyncCore library: a one-way "
                                 "mirror with an action log, and the library's utilities."),
-                 0);
+        0);
     text += QStringLiteral("\nCommands:\n");
     for (const Command& c : commands())
         text += entry(c.name, c.summary);
@@ -139,7 +138,8 @@ void printGroupHelp(const QString& group)
                        .arg(group);
     for (const QString& name : groupMembers(group))
         text += entry(name, findCommand(name)->summary);
-    text += QStringLiteral("\nRun 'synccore %1 COMMAND --help' for a command's options.").arg(group);
+    text
+        += QStringLiteral("\nRun 'synccore %1 COMMAND --help' for a command's options.").arg(group);
     out(text);
 }
 
@@ -152,11 +152,11 @@ void printVersion()
 void printOptionTable()
 {
     for (const Command& c : commands()) {
-        QStringList fields{ c.name };
+        QStringList fields { c.name };
         for (const QCommandLineOption& option : parserOptions(c))
             for (const QString& name : option.names())
-                fields.append((name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--"))
-                              + name);
+                fields.append(
+                    (name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + name);
         out(fields.join(QLatin1Char('\t')));
     }
 }

@@ -17,7 +17,8 @@ tool::Command definition()
     c.synopsis = QStringLiteral("PATH");
     c.summary = QStringLiteral("Hide a file or folder in file managers");
     c.description = QStringLiteral(
-        "Add PATH's name to the .hidden list of its folder, which GNOME Files, KDE Dolphin and GLib honour. A name starting with '.' is hidden already.");
+        "Add PATH's name to the .hidden list of its folder, which GNOME Files, KDE Dolphin and "
+        "GLib honour. A name starting with '.' is hidden already.");
     c.arguments = { { QStringLiteral("PATH"), QStringLiteral("The file or folder.") } };
     c.minArguments = c.maxArguments = 1;
     c.examples = { QStringLiteral("synccore hide ~/Documents/notes.txt") };

@@ -23,8 +23,8 @@ QString typeColumn(int type)
     return QStringLiteral("\x1b[%1m%2\x1b[0m").arg(failed ? 31 : 32).arg(name);
 }
 
-void printText(sync::core::ActionLog& log, const QVector<sync::core::SyncAction>& actions,
-               bool withDocument)
+void printText(
+    sync::core::ActionLog& log, const QVector<sync::core::SyncAction>& actions, bool withDocument)
 {
     for (const sync::core::SyncAction& a : actions) {
         // The details name the item already; the bare item only when there are none.
@@ -32,7 +32,7 @@ void printText(sync::core::ActionLog& log, const QVector<sync::core::SyncAction>
         tool::out(QStringLiteral("%1  %2  %3  %4")
                       .arg(a.id, 5)
                       .arg(tool::localTime(a), typeColumn(a.actionType),
-                           details.isEmpty() ? a.relatedItemInfo : details));
+                          details.isEmpty() ? a.relatedItemInfo : details));
         if (withDocument && !a.details.isEmpty())
             tool::out(QStringLiteral("       %1").arg(a.details));
     }
@@ -45,7 +45,8 @@ int run(const tool::Invocation& in)
     qint64 limit = -1;
     int status = tool::ExitSuccess;
     if (in.isSet(QStringLiteral("limit"))
-        && !in.intValue(QStringLiteral("limit"), 0, std::numeric_limits<int>::max(), &limit, &status))
+        && !in.intValue(
+            QStringLiteral("limit"), 0, std::numeric_limits<int>::max(), &limit, &status))
         return status;
     auto db = tool::LogDatabase::OpenForReading(tool::databasePath(in), &status);
     if (!db)
@@ -81,11 +82,14 @@ tool::Command definition()
     c.options = {
         tool::dbOption(),
         tool::jsonOption(),
-        { QStringLiteral("limit"), QStringLiteral("Show only the newest N actions."), QStringLiteral("N") },
-        { QStringLiteral("details"), QStringLiteral("Show each action's stored details document too.") },
+        { QStringLiteral("limit"), QStringLiteral("Show only the newest N actions."),
+            QStringLiteral("N") },
+        { QStringLiteral("details"),
+            QStringLiteral("Show each action's stored details document too.") },
     };
     c.examples = { QStringLiteral("synccore history --limit 20"),
-                   QStringLiteral("synccore history --json | jq '.[] | select(.typeName == \"UploadFailed\")'") };
+        QStringLiteral(
+            "synccore history --json | jq '.[] | select(.typeName == \"UploadFailed\")'") };
     c.run = run;
     return c;
 }

@@ -23,14 +23,17 @@ bool parseRequest(const tool::Invocation& in, AddRequest* request, int* status)
     const bool http = in.isSet(QStringLiteral("http"));
     const bool details = in.isSet(QStringLiteral("details"));
     if (http && details)
-        return (*status = tool::usageError(QStringLiteral("--http and --details exclude each other"))), false;
+        return (*status
+                   = tool::usageError(QStringLiteral("--http and --details exclude each other"))),
+               false;
     if (in.isSet(QStringLiteral("message")) && !http)
         return (*status = tool::usageError(QStringLiteral("--message needs --http"))), false;
     if (in.isSet(QStringLiteral("arg")) && !details)
         return (*status = tool::usageError(QStringLiteral("--arg needs --details"))), false;
     if (!tool::parseActionType(in.argument(0), &request->type))
         return (*status = tool::usageError(
-                    QStringLiteral("'%1' is not an action type").arg(in.argument(0)))), false;
+                    QStringLiteral("'%1' is not an action type").arg(in.argument(0)))),
+               false;
     qint64 number = 0;
     if (http && !in.intValue(QStringLiteral("http"), 100, 599, &number, status))
         return false;
@@ -57,15 +60,15 @@ int run(const tool::Invocation& in)
         return status;
     int addedId = -1;
     QObject::connect(&db->log(), &sync::interf::IActionLog::ActionAdded,
-                     [&addedId](const sync::core::SyncAction& added) { addedId = added.id; });
+        [&addedId](const sync::core::SyncAction& added) { addedId = added.id; });
     const auto type = action::ActionType(request.type);
     if (in.isSet(QStringLiteral("http"))) {
         db->log().AddHttpError(type, request.httpCode, in.argument(1), in.argument(2),
-                               in.value(QStringLiteral("message")));
+            in.value(QStringLiteral("message")));
     } else {
         const QString details = in.isSet(QStringLiteral("details"))
-            ? db->log().BuildDetailsXml(actionDetails::DetailsType(request.detailsType),
-                                        request.detailArgs)
+            ? db->log().BuildDetailsXml(
+                actionDetails::DetailsType(request.detailsType), request.detailArgs)
             : QString();
         db->log().AddAction(type, in.argument(1), in.argument(2), sync::core::SyncDetails(details));
     }
@@ -90,14 +93,25 @@ tool::Command definition()
         "row's id.");
     c.options = {
         tool::dbOption(),
-        { QStringLiteral("http"), QStringLiteral("Record an HTTP error with this status code (100-599)."), QStringLiteral("CODE") },
-        { QStringLiteral("message"), QStringLiteral("The text of the HTTP error record (with --http)."), QStringLiteral("TEXT") },
-        { QStringLiteral("details"), QStringLiteral("Attach a details document of this type (a number)."), QStringLiteral("TYPE") },
-        { QStringLiteral("arg"), QStringLiteral("One argument of the details document; repeat for more (with --details)."), QStringLiteral("TEXT") },
+        { QStringLiteral("http"),
+            QStringLiteral("Record an HTTP error with this status code (100-599)."),
+            QStringLiteral("CODE") },
+        { QStringLiteral("message"),
+            QStringLiteral("The text of the HTTP error record (with --http)."),
+            QStringLiteral("TEXT") },
+        { QStringLiteral("details"),
+            QStringLiteral("Attach a details document of this type (a number)."),
+            QStringLiteral("TYPE") },
+        { QStringLiteral("arg"),
+            QStringLiteral(
+                "One argument of the details document; repeat for more (with --details)."),
+            QStringLiteral("TEXT") },
     };
     c.arguments = {
-        { QStringLiteral("ACTIONTYPE"), QStringLiteral("A number or a name such as FileUploaded or DownloadFailed.") },
-        { QStringLiteral("INFO"), QStringLiteral("The item the action concerns, usually its path.") },
+        { QStringLiteral("ACTIONTYPE"),
+            QStringLiteral("A number or a name such as FileUploaded or DownloadFailed.") },
+        { QStringLiteral("INFO"),
+            QStringLiteral("The item the action concerns, usually its path.") },
         { QStringLiteral("NAME"), QStringLiteral("The item's display name.") },
     };
     c.minArguments = 1;

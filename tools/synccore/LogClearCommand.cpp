@@ -32,7 +32,8 @@ int run(const tool::Invocation& in)
     if ((status = db->Check()) != tool::ExitSuccess)
         return status;
     if (!removed)
-        return tool::failure(QStringLiteral("%1: the actions could not be removed").arg(db->path()));
+        return tool::failure(
+            QStringLiteral("%1: the actions could not be removed").arg(db->path()));
     tool::out(QStringLiteral("removed %1 actions").arg(all.size()));
     return tool::ExitSuccess;
 }

@@ -19,7 +19,7 @@ LogDatabase::LogDatabase(const QString& path, std::shared_ptr<SqliteDatabaseFact
 {
     // Emitted by the flush on whichever thread runs it, with no lock held.
     QObject::connect(_log.get(), &sync::interf::IActionLog::ActionAdded,
-                     [this](const sync::core::SyncAction&) { ++_written; });
+        [this](const sync::core::SyncAction&) { ++_written; });
 }
 
 LogDatabase::~LogDatabase() = default;
@@ -29,8 +29,8 @@ std::shared_ptr<SqliteDatabaseFactory> LogDatabase::_Open(const QString& path, i
     QString error;
     auto factory = SqliteDatabaseFactory::Open(path, &error);
     if (!factory) {
-        *status = failure(error.isEmpty() ? QStringLiteral("%1: cannot open the database").arg(path)
-                                          : error);
+        *status = failure(
+            error.isEmpty() ? QStringLiteral("%1: cannot open the database").arg(path) : error);
         return nullptr;
     }
     return factory;
@@ -59,7 +59,7 @@ std::unique_ptr<LogDatabase> LogDatabase::OpenForReading(const QString& path, in
     QString tables;
     if (!db->_Query(QStringLiteral("SELECT count(*) FROM sqlite_master "
                                    "WHERE type = 'table' AND name = 'ActionLog'"),
-                    &tables)) {
+            &tables)) {
         *status = db->_Failed(QStringLiteral("cannot read the database"));
         return nullptr;
     }
@@ -70,8 +70,8 @@ std::unique_ptr<LogDatabase> LogDatabase::OpenForReading(const QString& path, in
     return db;
 }
 
-std::unique_ptr<LogDatabase> LogDatabase::OpenForWriting(const QString& path,
-                                                         bool defaultLocation, int* status)
+std::unique_ptr<LogDatabase> LogDatabase::OpenForWriting(
+    const QString& path, bool defaultLocation, int* status)
 {
     if (defaultLocation && !path.isEmpty())
         QDir().mkpath(QFileInfo(path).absolutePath());
@@ -82,12 +82,14 @@ std::unique_ptr<LogDatabase> LogDatabase::OpenForWriting(const QString& path,
     std::unique_ptr<LogDatabase> db(new LogDatabase(path, factory));
     // A damaged file must stay as it is: read it whole before the first write.
     QString verdict;
-    if (existed && (!db->_Query(QStringLiteral("PRAGMA quick_check"), &verdict)
-                    || verdict != QLatin1String("ok"))) {
+    if (existed
+        && (!db->_Query(QStringLiteral("PRAGMA quick_check"), &verdict)
+            || verdict != QLatin1String("ok"))) {
         QStringList problems = verdict.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        problems.removeIf([](const QString& line) { return line.startsWith(QLatin1String("***")); });
-        *status = db->_Failed(
-            QStringLiteral("the database is damaged (%1)").arg(problems.join(QStringLiteral("; "))));
+        problems.removeIf(
+            [](const QString& line) { return line.startsWith(QLatin1String("***")); });
+        *status = db->_Failed(QStringLiteral("the database is damaged (%1)")
+                                  .arg(problems.join(QStringLiteral("; "))));
         return nullptr;
     }
     if (!factory->CreateActionLogTable()) {

@@ -36,8 +36,8 @@ public:
      * location, its folder). An existing file must read cleanly before the
      * action log table is created in it.
      */
-    static std::unique_ptr<LogDatabase> OpenForWriting(const QString& path, bool defaultLocation,
-                                                       int* status);
+    static std::unique_ptr<LogDatabase> OpenForWriting(
+        const QString& path, bool defaultLocation, int* status);
     ~LogDatabase();
 
     sync::core::ActionLog& log() { return *_log; }
@@ -61,8 +61,8 @@ public:
 
 private:
     LogDatabase(const QString& path, std::shared_ptr<sync::core::SqliteDatabaseFactory> factory);
-    static std::shared_ptr<sync::core::SqliteDatabaseFactory> _Open(const QString& path,
-                                                                     int* status);
+    static std::shared_ptr<sync::core::SqliteDatabaseFactory> _Open(
+        const QString& path, int* status);
     bool _Query(const QString& sql, QString* firstValue) const;
     /// Check(), or @p fallback as the cause when the database layer gave none.
     int _Failed(const QString& fallback) const;
@@ -72,7 +72,7 @@ private:
     std::unique_ptr<sync::core::ActionLog> _log;
     int _added = 0;
     mutable bool _reported = false; ///< the error line is printed once
-    std::atomic<int> _written{ 0 };
+    std::atomic<int> _written { 0 };
 };
 
 } // namespace tool

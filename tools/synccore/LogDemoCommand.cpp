@@ -22,8 +22,8 @@ int run(const tool::Invocation& in)
     dir.setAutoRemove(!in.isSet(QStringLiteral("keep")));
     const QString path = dir.filePath(QStringLiteral("synccore.log"));
     log4cplus::Hierarchy& hierarchy = log4cplus::Logger::getDefaultHierarchy();
-    sync::core::LoggingConfigurator configurator(path, QString(), QString(), QStringLiteral("1MB"),
-                                                 QStringLiteral("3"), hierarchy);
+    sync::core::LoggingConfigurator configurator(
+        path, QString(), QString(), QStringLiteral("1MB"), QStringLiteral("3"), hierarchy);
     configurator.configure();
     log4cplus::Logger logger = log4cplus::Logger::getInstance("SyncCore");
     {
@@ -48,7 +48,8 @@ tool::Command definition()
     c.description = QStringLiteral(
         "Set up the library's rolling log file in a temporary folder, trace a scope into it "
         "and print the file, so that its line format can be seen.");
-    c.options = { { QStringLiteral("keep"), QStringLiteral("Keep the temporary folder and its log file.") } };
+    c.options = { { QStringLiteral("keep"),
+        QStringLiteral("Keep the temporary folder and its log file.") } };
     c.examples = { QStringLiteral("synccore log-demo --keep") };
     c.run = run;
     return c;

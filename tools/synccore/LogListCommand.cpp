@@ -33,8 +33,8 @@ int run(const tool::Invocation& in)
     for (const sync::core::SyncAction& a : actions)
         tool::out(QStringLiteral("%1  %2  %3  %4  %5  %6")
                       .arg(QString::number(a.id), tool::localTime(a),
-                           tool::actionTypeName(a.actionType), dash(a.relatedItemInfo),
-                           dash(a.relatedItemName), tool::detailsText(db->log(), a.details)));
+                          tool::actionTypeName(a.actionType), dash(a.relatedItemInfo),
+                          dash(a.relatedItemName), tool::detailsText(db->log(), a.details)));
     return tool::ExitSuccess;
 }
 
@@ -50,7 +50,7 @@ tool::Command definition()
         "an empty log. The file is only read.");
     c.options = { tool::dbOption(), tool::jsonOption() };
     c.examples = { QStringLiteral("synccore log list --db ~/sync/actionlog.sqlite"),
-                   QStringLiteral("synccore log list --json") };
+        QStringLiteral("synccore log list --json") };
     c.run = run;
     return c;
 }

@@ -39,7 +39,8 @@ tool::Command definition()
     c.description = QStringLiteral("Delete the action with row id ID from the log. An id that is "
                                    "not in the log is a failure.");
     c.options = { tool::dbOption() };
-    c.arguments = { { QStringLiteral("ID"), QStringLiteral("The action's row id, as log list shows it.") } };
+    c.arguments = { { QStringLiteral("ID"),
+        QStringLiteral("The action's row id, as log list shows it.") } };
     c.minArguments = c.maxArguments = 1;
     c.examples = { QStringLiteral("synccore log remove 42") };
     c.run = run;

@@ -13,7 +13,9 @@ void printAction(sync::core::ActionLog& log, const sync::core::SyncAction& a)
 {
     tool::out(QStringLiteral("id:       %1").arg(a.id));
     tool::out(QStringLiteral("time:     %1").arg(tool::isoTime(a.timestamp)));
-    tool::out(QStringLiteral("type:     %1 (%2)").arg(tool::actionTypeName(a.actionType)).arg(a.actionType));
+    tool::out(QStringLiteral("type:     %1 (%2)")
+                  .arg(tool::actionTypeName(a.actionType))
+                  .arg(a.actionType));
     tool::out(QStringLiteral("info:     %1").arg(a.relatedItemInfo));
     tool::out(QStringLiteral("name:     %1").arg(a.relatedItemName));
     tool::out(QStringLiteral("details:  %1").arg(a.details));
@@ -52,7 +54,8 @@ tool::Command definition()
         "Print one action field by field: id, time (ISO 8601 with offset), type, item, name, the "
         "details document as stored and the details as English text.");
     c.options = { tool::dbOption(), tool::jsonOption() };
-    c.arguments = { { QStringLiteral("ID"), QStringLiteral("The action's row id, as log list shows it.") } };
+    c.arguments = { { QStringLiteral("ID"),
+        QStringLiteral("The action's row id, as log list shows it.") } };
     c.minArguments = c.maxArguments = 1;
     c.examples = { QStringLiteral("synccore log show 42") };
     c.run = run;

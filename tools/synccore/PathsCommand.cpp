@@ -28,10 +28,14 @@ std::vector<std::pair<QString, QString>> locations()
         { QStringLiteral("system"), GeneralUtil::GetSystemDirectory() },
         { QStringLiteral("plugins"), GeneralUtil::GetPluginsPath() },
         { QStringLiteral("autostart"), GeneralUtil::GetAutostartPath() },
-        { QStringLiteral("core library"), GeneralUtil::GetModulePath(QStringLiteral("libKvSyncCore-6_0")) },
-        { QStringLiteral("Qt core library"), GeneralUtil::GetModulePath(QStringLiteral("libQt6Core")) },
-        { QStringLiteral("service (%1)").arg(GeneralUtil::GetNimbAppName()), GeneralUtil::GetNimbAppDirPath() },
-        { QStringLiteral("desktop app (%1)").arg(GeneralUtil::GetNimbDesktopAppName()), GeneralUtil::GetNimbDesktopAppDirPath() },
+        { QStringLiteral("core library"),
+            GeneralUtil::GetModulePath(QStringLiteral("libKvSyncCore-6_0")) },
+        { QStringLiteral("Qt core library"),
+            GeneralUtil::GetModulePath(QStringLiteral("libQt6Core")) },
+        { QStringLiteral("service (%1)").arg(GeneralUtil::GetNimbAppName()),
+            GeneralUtil::GetNimbAppDirPath() },
+        { QStringLiteral("desktop app (%1)").arg(GeneralUtil::GetNimbDesktopAppName()),
+            GeneralUtil::GetNimbDesktopAppDirPath() },
     };
 }
 

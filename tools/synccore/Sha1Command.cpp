@@ -11,7 +11,7 @@ int run(const tool::Invocation& in)
 {
     sync::core::CryptographicHash hash;
     return tool::printDigests(in, QCryptographicHash::Sha1,
-                              [&hash](const QString& path) { return hash.GenerateHash(path); });
+        [&hash](const QString& path) { return hash.GenerateHash(path); });
 }
 
 tool::Command definition()

@@ -26,7 +26,7 @@ public:
     int exitStatus(int otherwise) const;
 
 private:
-    std::atomic<int> _received{ 0 };
+    std::atomic<int> _received { 0 };
     std::thread _thread;
 };
 

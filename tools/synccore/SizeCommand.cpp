@@ -12,7 +12,8 @@ int run(const tool::Invocation& in)
     bool ok = false;
     const qint64 bytes = in.argument(0).toLongLong(&ok);
     if (!ok)
-        return tool::usageError(QStringLiteral("'%1' is not a number of bytes").arg(in.argument(0)));
+        return tool::usageError(
+            QStringLiteral("'%1' is not a number of bytes").arg(in.argument(0)));
     qint64 precision = 2;
     int status = tool::ExitSuccess;
     if (!in.intValue(QStringLiteral("precision"), 0, 30, &precision, &status))
@@ -35,7 +36,9 @@ tool::Command definition()
         "Print the display text the library gives a byte count (its KB and MB are units of "
         "1024 bytes, as the desktop client shows them), followed by the tool's own binary "
         "units in parentheses.");
-    c.options = { { QStringLiteral("precision"), QStringLiteral("Digits after the decimal point (0-30)."), QStringLiteral("N"), QStringLiteral("2") } };
+    c.options
+        = { { QStringLiteral("precision"), QStringLiteral("Digits after the decimal point (0-30)."),
+            QStringLiteral("N"), QStringLiteral("2") } };
     c.arguments = { { QStringLiteral("BYTES"), QStringLiteral("A whole number of bytes.") } };
     c.minArguments = c.maxArguments = 1;
     c.examples = { QStringLiteral("synccore size 1536          # 1.50 KB (1.50 KiB)") };

@@ -24,7 +24,9 @@ bool parseOptions(const tool::Invocation& in, tool::SyncOptions* o, int* status)
     o->quiet = in.isSet(QStringLiteral("quiet"));
     o->verbose = in.isSet(QStringLiteral("verbose"));
     if (o->quiet && o->verbose)
-        return (*status = tool::usageError(QStringLiteral("--quiet and --verbose exclude each other"))), false;
+        return (*status
+                   = tool::usageError(QStringLiteral("--quiet and --verbose exclude each other"))),
+               false;
     if (in.isSet(QStringLiteral("interval")) && !o->watch)
         return (*status = tool::usageError(QStringLiteral("--interval needs --watch"))), false;
     qint64 interval = 0;
@@ -66,7 +68,7 @@ int run(const tool::Invocation& in)
         return tool::failure(QStringLiteral("cannot create target folder %1").arg(options.target));
     log4cplus::Hierarchy& hierarchy = log4cplus::Logger::getDefaultHierarchy();
     sync::core::LoggingConfigurator logging(serviceLogPath(in), QString(), QString(),
-                                            QStringLiteral("5MB"), QStringLiteral("3"), hierarchy);
+        QStringLiteral("5MB"), QStringLiteral("3"), hierarchy);
     logging.configure();
     status = tool::runSync(options, *db);
     db.reset();
@@ -91,16 +93,25 @@ tool::Command definition()
         "Progress is drawn on standard error when it is a terminal.");
     c.options = {
         tool::dbOption(),
-        { QStringLiteral("log"), QStringLiteral("The service's own log file (default: $XDG_DATA_HOME/synccore/sync.log)."), QStringLiteral("FILE") },
-        { QStringLiteral("watch"), QStringLiteral("Stay and pass again on every wake-up call and period.") },
-        { QStringLiteral("interval"), QStringLiteral("Seconds between passes with --watch."), QStringLiteral("SECONDS"), QStringLiteral("60") },
-        { { QStringLiteral("q"), QStringLiteral("quiet") }, QStringLiteral("Print nothing but errors.") },
-        { { QStringLiteral("v"), QStringLiteral("verbose") }, QStringLiteral("Print each file copied, one line each.") },
+        { QStringLiteral("log"),
+            QStringLiteral(
+                "The service's own log file (default: $XDG_DATA_HOME/synccore/sync.log)."),
+            QStringLiteral("FILE") },
+        { QStringLiteral("watch"),
+            QStringLiteral("Stay and pass again on every wake-up call and period.") },
+        { QStringLiteral("interval"), QStringLiteral("Seconds between passes with --watch."),
+            QStringLiteral("SECONDS"), QStringLiteral("60") },
+        { { QStringLiteral("q"), QStringLiteral("quiet") },
+            QStringLiteral("Print nothing but errors.") },
+        { { QStringLiteral("v"), QStringLiteral("verbose") },
+            QStringLiteral("Print each file copied, one line each.") },
         tool::jsonOption(),
     };
     c.arguments = {
         { QStringLiteral("SOURCE"), QStringLiteral("The folder to mirror; it must exist.") },
-        { QStringLiteral("TARGET"), QStringLiteral("The mirror; created when missing. Neither folder may lie inside the other.") },
+        { QStringLiteral("TARGET"),
+            QStringLiteral(
+                "The mirror; created when missing. Neither folder may lie inside the other.") },
     };
     c.minArguments = c.maxArguments = 2;
     c.examples = {

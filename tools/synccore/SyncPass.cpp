@@ -24,13 +24,12 @@ namespace {
 constexpr qint64 kHashAlongsideBytes = 4 * 1024 * 1024;
 } // namespace
 
-SyncPass::SyncPass(sync::interf::IActionLog& log, FileNameMatcher& matcher,
-                   sync::interf::ICheckForExit& exit)
+SyncPass::SyncPass(
+    sync::interf::IActionLog& log, FileNameMatcher& matcher, sync::interf::ICheckForExit& exit)
     : _log(log)
     , _matcher(matcher)
     , _exit(exit)
-{
-}
+{ }
 
 void SyncPass::setProgressCallback(std::function<void(const SyncProgress&)> callback)
 {
@@ -49,15 +48,15 @@ void SyncPass::_Read(qint64 bytes)
         _progress(_done);
 }
 
-void SyncPass::_Record(int type, const QString& relative, int detailsType,
-                       const QVector<QString>& args)
+void SyncPass::_Record(
+    int type, const QString& relative, int detailsType, const QVector<QString>& args)
 {
     // The log puts details arguments into its document as they stand.
     QVector<QString> escaped;
     for (const QString& arg : args)
         escaped.append(arg.toHtmlEscaped());
     _log.AddAction(action::ActionType(type), relative, QFileInfo(relative).fileName(),
-                   SyncDetails(_log.BuildDetailsXml(actionDetails::DetailsType(detailsType), escaped)));
+        SyncDetails(_log.BuildDetailsXml(actionDetails::DetailsType(detailsType), escaped)));
     ++_actionsAdded;
 }
 
@@ -118,8 +117,8 @@ SyncSummary SyncPass::Run(const QString& source, const QString& target)
     return summary;
 }
 
-void SyncPass::_Collect(const QString& root, const QString& folder, QList<Item>& items,
-                        SyncSummary& summary)
+void SyncPass::_Collect(
+    const QString& root, const QString& folder, QList<Item>& items, SyncSummary& summary)
 {
     const QFileInfoList entries = QDir(folder).entryInfoList(
         QDir::Files | QDir::Dirs | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
@@ -146,18 +145,19 @@ void SyncPass::_Collect(const QString& root, const QString& folder, QList<Item>&
         }
         if (!entry.isFile() && !entry.isSymLink()) {
             // A pipe or a device would block a reader or never end: not content.
-            Item special{relative, 0};
+            Item special { relative, 0 };
             ++summary.files;
-            _Fail(special, QStringLiteral("%1 is not a regular file").arg(entry.absoluteFilePath()), summary);
+            _Fail(special, QStringLiteral("%1 is not a regular file").arg(entry.absoluteFilePath()),
+                summary);
             continue;
         }
         // A dangling link stays in: reading it fails and is recorded with its path.
-        items.append(Item{relative, entry.size()});
+        items.append(Item { relative, entry.size() });
     }
 }
 
-bool SyncPass::_SyncFile(const QString& source, const QString& target, const Item& item,
-                         SyncSummary& summary)
+bool SyncPass::_SyncFile(
+    const QString& source, const QString& target, const Item& item, SyncSummary& summary)
 {
     const QString from = source + QLatin1Char('/') + item.relative;
     const QString to = target + QLatin1Char('/') + item.relative;
@@ -177,9 +177,11 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
         std::future<QString> targetSum;
         const bool alongside = item.size >= kHashAlongsideBytes;
         if (alongside)
-            targetSum = std::async(std::launch::async, [to] { return GeneralUtil::GenerateCheckSumMD5(to); });
+            targetSum = std::async(
+                std::launch::async, [to] { return GeneralUtil::GenerateCheckSumMD5(to); });
         sourceSum = GeneralUtil::GenerateCheckSumMD5(from);
-        const QString existingSum = alongside ? targetSum.get() : GeneralUtil::GenerateCheckSumMD5(to);
+        const QString existingSum
+            = alongside ? targetSum.get() : GeneralUtil::GenerateCheckSumMD5(to);
         if (sourceSum.isEmpty()) {
             _Fail(item, QStringLiteral("cannot read %1").arg(from), summary);
             return false;
@@ -200,8 +202,9 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
     const QString writtenSum = _WriteCompanion(from, partial, &error);
     if (writtenSum.isEmpty() || (!sourceSum.isEmpty() && writtenSum != sourceSum)) {
         QFile::remove(partial);
-        _Fail(item, error.isEmpty() ? QStringLiteral("%1 changed while it was copied").arg(from) : error,
-              summary);
+        _Fail(item,
+            error.isEmpty() ? QStringLiteral("%1 changed while it was copied").arg(from) : error,
+            summary);
         return false;
     }
     if (!GeneralUtil::CopyFile(partial, to, true, true, &error)) {
@@ -213,7 +216,7 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
     ++summary.copied;
     summary.bytesCopied += item.size;
     _Record(action::FileUploaded, item.relative, actionDetails::FileTransferred,
-            { item.relative, QString::number(item.size) });
+        { item.relative, QString::number(item.size) });
     if (_copied)
         _copied(item.relative);
     return true;
@@ -225,7 +228,8 @@ QString SyncPass::_Companion(const QString& to, const Item& item, SyncSummary& s
     // target never sees a half-written file.
     QFileWrapper targetFile;
     targetFile.setFileName(to);
-    const std::shared_ptr<sync::interf::IQFileWrapper> companion = targetFile.GetDownloadedTempFile();
+    const std::shared_ptr<sync::interf::IQFileWrapper> companion
+        = targetFile.GetDownloadedTempFile();
     const QString partial = companion ? companion->fileName() : QString();
     if (partial.isEmpty()) {
         _Fail(item, QStringLiteral("no download companion for %1").arg(to), summary);
@@ -283,7 +287,7 @@ void SyncPass::_Fail(const Item& item, const QString& reason, SyncSummary& summa
     ++summary.failed;
     summary.failures.append(QStringLiteral("%1: %2").arg(item.relative, reason));
     _Record(action::UploadFailed, item.relative, actionDetails::TransferFailed,
-            { item.relative, reason });
+        { item.relative, reason });
 }
 
 } // namespace tool

@@ -27,16 +27,16 @@ namespace tool {
 /// What a pass did, for the summary line and --json.
 struct SyncSummary
 {
-    int files = 0;          ///< files considered (not excluded)
-    int copied = 0;         ///< files written to the target
-    int unchanged = 0;      ///< files whose target had the same MD5
-    int excluded = 0;       ///< names the exclusion rule skipped (files and folders)
-    int failed = 0;         ///< files that could not be read or put in place
-    qint64 bytesTotal = 0;  ///< bytes of all files considered
+    int files = 0; ///< files considered (not excluded)
+    int copied = 0; ///< files written to the target
+    int unchanged = 0; ///< files whose target had the same MD5
+    int excluded = 0; ///< names the exclusion rule skipped (files and folders)
+    int failed = 0; ///< files that could not be read or put in place
+    qint64 bytesTotal = 0; ///< bytes of all files considered
     qint64 bytesCopied = 0; ///< bytes of the files written
     qint64 elapsedMs = 0;
     bool interrupted = false; ///< the pass stopped early because the process is exiting
-    QStringList failures;     ///< "path: reason", one per failed file
+    QStringList failures; ///< "path: reason", one per failed file
 };
 
 /// Progress after each file: files and bytes done of the totals.
@@ -52,7 +52,7 @@ class SyncPass
 {
 public:
     SyncPass(sync::interf::IActionLog& log, sync::core::FileNameMatcher& matcher,
-             sync::interf::ICheckForExit& exit);
+        sync::interf::ICheckForExit& exit);
 
     /// Called as bytes are read and after every file; may be empty.
     void setProgressCallback(std::function<void(const SyncProgress&)> callback);
@@ -79,10 +79,10 @@ private:
         qint64 size = 0;
     };
 
-    void _Collect(const QString& root, const QString& folder, QList<Item>& items,
-                  SyncSummary& summary);
-    bool _SyncFile(const QString& source, const QString& target, const Item& item,
-                   SyncSummary& summary);
+    void _Collect(
+        const QString& root, const QString& folder, QList<Item>& items, SyncSummary& summary);
+    bool _SyncFile(
+        const QString& source, const QString& target, const Item& item, SyncSummary& summary);
     /// The download companion's path for @p to, its working folder created; empty after _Fail().
     QString _Companion(const QString& to, const Item& item, SyncSummary& summary);
     /// Copies @p from to @p partial; the MD5 of what was written, empty on failure.

@@ -28,7 +28,7 @@ using sync::syncService::WakeupSignalsWrapper;
 
 QJsonObject summaryJson(const SyncOptions& o, const SyncSummary& s)
 {
-    return QJsonObject{
+    return QJsonObject {
         { QStringLiteral("source"), o.source },
         { QStringLiteral("target"), o.target },
         { QStringLiteral("files"), s.files },
@@ -71,8 +71,8 @@ class Engine
 public:
     Engine(const SyncOptions& options, LogDatabase& db, sync::core::ExitManager& exitManager)
         : _options(options)
-        , _matcher(QString::fromLatin1(kExclusionSettingsKey),
-                   sync::core::uploadDownloadExclusionsRegex)
+        , _matcher(
+              QString::fromLatin1(kExclusionSettingsKey), sync::core::uploadDownloadExclusionsRegex)
         , _pass(db.log(), _matcher, exitManager)
         , _progress(Progress::wanted() && !options.quiet && !options.json)
         , _logger(log4cplus::Logger::getInstance("synccore"))
@@ -92,9 +92,13 @@ public:
         const SyncSummary s = _pass.Run(_options.source, _options.target);
         _progress.finish();
         printSummary(_options, s);
-        LOG4CPLUS_INFO(_logger, QStringLiteral("%1 copied, %2 unchanged, %3 failed, %4 excluded")
-                                    .arg(s.copied).arg(s.unchanged).arg(s.failed).arg(s.excluded)
-                                    .toStdString());
+        LOG4CPLUS_INFO(_logger,
+            QStringLiteral("%1 copied, %2 unchanged, %3 failed, %4 excluded")
+                .arg(s.copied)
+                .arg(s.unchanged)
+                .arg(s.failed)
+                .arg(s.excluded)
+                .toStdString());
         return s.failed == 0;
     }
 
@@ -110,7 +114,7 @@ private:
 
 /// Passes on every wake-up call and every period until the process is told to stop.
 void watch(const SyncOptions& options, Engine& engine, LogDatabase& db,
-           const std::shared_ptr<sync::core::ExitManager>& exitManager)
+    const std::shared_ptr<sync::core::ExitManager>& exitManager)
 {
     WakeupSignalsWrapper wakeup(exitManager);
     QTimer timer;
@@ -137,7 +141,7 @@ void watch(const SyncOptions& options, Engine& engine, LogDatabase& db,
     QObject::connect(&wakeup, &WakeupSignalsWrapper::Awaken, &timer, queuePass);
     QObject::connect(&timer, &QTimer::timeout, &timer, queuePass);
     QObject::connect(exitManager.get(), &sync::core::ExitManager::PrepareToQuit,
-                     QCoreApplication::instance(), &QCoreApplication::quit, Qt::QueuedConnection);
+        QCoreApplication::instance(), &QCoreApplication::quit, Qt::QueuedConnection);
     wakeup.start();
     if (!options.quiet && !options.json)
         out(QStringLiteral("watching %1 (pid %2); wake with: synccore wake --pid %2")

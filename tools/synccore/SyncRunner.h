@@ -11,8 +11,8 @@ class LogDatabase;
 
 struct SyncOptions
 {
-    QString source;  ///< prepared: absolute, clean, an existing folder
-    QString target;  ///< prepared: absolute, clean, an existing folder
+    QString source; ///< prepared: absolute, clean, an existing folder
+    QString target; ///< prepared: absolute, clean, an existing folder
     bool watch = false;
     int intervalSeconds = 60;
     bool json = false;

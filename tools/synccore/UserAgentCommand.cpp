@@ -8,7 +8,8 @@ namespace {
 
 int run(const tool::Invocation&)
 {
-    tool::out(QStringLiteral("platform: %1").arg(Tessaron::CloudUtil::GeneralUtil::GetPlatformInfoForUserAgent()));
+    tool::out(QStringLiteral("platform: %1")
+                  .arg(Tessaron::CloudUtil::GeneralUtil::GetPlatformInfoForUserAgent()));
     tool::out(QStringLiteral("build: %1").arg(Tessaron::CloudUtil::GeneralUtil::GetBuild()));
     return tool::ExitSuccess;
 }

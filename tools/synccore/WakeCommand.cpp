@@ -45,8 +45,10 @@ tool::Command definition()
         "Post the wake-up semaphore of the service running as process PID once, so that it "
         "starts a pass now ('synccore sync --watch' and 'synccore wait' listen for it).");
     c.options = {
-        { QStringLiteral("pid"), QStringLiteral("The service's process id (required)."), QStringLiteral("PID") },
-        { QStringLiteral("user"), QStringLiteral("The login the service runs as (default: yours)."), QStringLiteral("LOGIN") },
+        { QStringLiteral("pid"), QStringLiteral("The service's process id (required)."),
+            QStringLiteral("PID") },
+        { QStringLiteral("user"), QStringLiteral("The login the service runs as (default: yours)."),
+            QStringLiteral("LOGIN") },
     };
     c.examples = { QStringLiteral("synccore wake --pid 4242") };
     c.run = run;

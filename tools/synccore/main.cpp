@@ -73,7 +73,9 @@ int group(const QStringList& args)
         tool::printGroupHelp(name);
         return tool::ExitSuccess;
     }
-    const QString members = tool::groupMembers(name).replaceInStrings(name + QLatin1Char(' '), QString()).join(QStringLiteral(", "));
+    const QString members = tool::groupMembers(name)
+                                .replaceInStrings(name + QLatin1Char(' '), QString())
+                                .join(QStringLiteral(", "));
     if (args.size() == 1)
         return tool::usageError(QStringLiteral("missing command (one of: %1)").arg(members));
     return tool::usageError(
@@ -85,8 +87,9 @@ int parseError(const QCommandLineParser& parser)
     const QStringList unknown = parser.unknownOptionNames();
     if (!unknown.isEmpty()) {
         const QString& name = unknown.first();
-        return tool::usageError(QStringLiteral("unknown option '%1%2'")
-                                    .arg(name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--"), name));
+        return tool::usageError(
+            QStringLiteral("unknown option '%1%2'")
+                .arg(name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--"), name));
     }
     QString text = parser.errorText();
     if (text.endsWith(QLatin1Char('.')))
@@ -117,14 +120,14 @@ int runCommand(const tool::Command& c, const QStringList& args)
     QCommandLineParser parser;
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
     parser.addOptions(tool::parserOptions(c));
-    if (!parser.parse(QStringList{ QStringLiteral("synccore") } + args))
+    if (!parser.parse(QStringList { QStringLiteral("synccore") } + args))
         return parseError(parser);
     // A file or folder option given an empty name is a typo, not a request.
     for (const QCommandLineOption& option : c.options)
         if (!option.valueName().isEmpty() && option.valueName() != QLatin1String("TEXT")
-            && parser.isSet(option.names().last())
-            && parser.value(option.names().last()).isEmpty())
-            return tool::usageError(QStringLiteral("--%1: the value is empty").arg(option.names().last()));
+            && parser.isSet(option.names().last()) && parser.value(option.names().last()).isEmpty())
+            return tool::usageError(
+                QStringLiteral("--%1: the value is empty").arg(option.names().last()));
     const int given = int(parser.positionalArguments().size());
     if (given < c.minArguments || (c.maxArguments >= 0 && given > c.maxArguments))
         return countError(c, given);
