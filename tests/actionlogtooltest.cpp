@@ -2,7 +2,10 @@
 
 #include "TestUtil.h"
 
+#include <QDir>
+#include <QDirIterator>
 #include <QFile>
+#include <QMap>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
@@ -67,37 +70,147 @@ TEST(ActionLogToolTest, AddListShowRemoveTrimClear)
     EXPECT_EQ(lines(log(QStringLiteral("list")).out).size(), 1);
 }
 
-TEST(ActionLogToolTest, BadInputGivesOneLineErrorAndNonZeroExit)
+TEST(ActionLogToolTest, FailuresAreOneLineNamingTheCommand)
 {
     testutil::TempDir dir;
     const QString good = dir.filePath(QStringLiteral("good.sqlite"));
     ASSERT_EQ(log(QStringLiteral("add DB 1"), good).exitCode, 0);
-    const QString garbage = dir.write(QStringLiteral("garbage.sqlite"), QByteArray(4096, 'x'));
     const QString missing = dir.filePath(QStringLiteral("missing.sqlite"));
     const struct
     {
         const char* args;
         QString db;
-        int exitCode;
         const char* message;
-    } rows[] = { { "show DB 42", good, 1, "no action with id 42" },
-        { "remove DB 42", good, 1, "no action with id 42" },
-        { "show DB abc", good, 2, "not an action id" },
-        { "remove DB", good, 2, "expected one action id" },
-        { "add DB upload!", good, 2, "not an action type" },
-        { "add DB --http x 1", good, 2, "not an HTTP status code" },
-        { "list DB", garbage, 1, "garbage.sqlite" }, { "add DB 1", garbage, 1, "garbage.sqlite" },
-        { "list DB", missing, 1, "no action log at" },
-        { "trim DB now", good, 2, "takes no arguments" } };
+    } rows[] = { { "show DB 42", good, "synccore log show: no action with id 42" },
+        { "remove DB 42", good, "synccore log remove: no action with id 42" },
+        { "list DB", missing, "synccore log list: " },
+        { "add DB 1", dir.path(), "synccore log add: " } };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.args);
         const testutil::ProcessResult r = log(QString::fromLatin1(row.args), row.db);
         EXPECT_EQ(r.signal, 0) << "crashed";
-        EXPECT_EQ(r.exitCode, row.exitCode);
+        EXPECT_EQ(r.exitCode, 1);
         const QStringList errors = lines(r.err);
         ASSERT_EQ(errors.size(), 1) << r.err.constData();
-        EXPECT_TRUE(errors[0].startsWith(QStringLiteral("synccore: ")));
-        EXPECT_TRUE(errors[0].contains(QString::fromUtf8(row.message))) << qPrintable(errors[0]);
+        EXPECT_TRUE(errors[0].startsWith(QString::fromUtf8(row.message))) << qPrintable(errors[0]);
+        EXPECT_TRUE(r.out.isEmpty());
+    }
+    EXPECT_FALSE(QFile::exists(missing)) << "reading never creates the database";
+}
+
+namespace {
+
+/// A database file the log cannot use, made in a folder of its own.
+struct DamagedDatabase
+{
+    const char* name;
+    QString (*make)(const testutil::TempDir& dir);
+};
+
+/// A real action log whose pages after the first (the schema) are overwritten:
+/// the header is valid, the table's pages are not.
+QString corruptPages(const testutil::TempDir& dir)
+{
+    const QString db = dir.filePath(QStringLiteral("corrupt.sqlite"));
+    for (int i = 0; i < 3; ++i)
+        if (log(QStringLiteral("add DB FileUploaded /x"), db).exitCode != 0)
+            return QString();
+    QFile file(db);
+    if (!file.open(QIODevice::ReadWrite) || file.size() < 8192)
+        return QString();
+    const qint64 pageSize = 4096;
+    QByteArray garbage(int(file.size() - pageSize), '\0');
+    for (int i = 0; i < garbage.size(); ++i)
+        garbage[i] = char((i * 7919 + 13) & 0xff);
+    file.seek(pageSize);
+    file.write(garbage);
+    return db;
+}
+
+QString randomBytes(const testutil::TempDir& dir)
+{
+    QByteArray bytes(20000, '\0');
+    for (int i = 0; i < bytes.size(); ++i)
+        bytes[i] = char((i * 104729 + 7) >> 3);
+    return dir.write(QStringLiteral("random.sqlite"), bytes);
+}
+
+QString folder(const testutil::TempDir& dir)
+{
+    QDir().mkpath(dir.filePath(QStringLiteral("folder.sqlite")));
+    return dir.filePath(QStringLiteral("folder.sqlite"));
+}
+
+/// Every file below @p path with its bytes.
+QMap<QString, QByteArray> snapshot(const QString& path)
+{
+    QMap<QString, QByteArray> files;
+    QDirIterator it(path, QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot,
+        QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString file = it.next();
+        files.insert(file, testutil::readFile(file));
+    }
+    return files;
+}
+
+class DamagedDatabaseTest : public ::testing::TestWithParam<DamagedDatabase>
+{
+};
+
+} // namespace
+
+// Every command that uses the database names the file and the cause in one
+// line, exits 1 and leaves the file as it was: never "(no actions)" with 0.
+TEST_P(DamagedDatabaseTest, EveryDatabaseCommandFailsAndLeavesTheFileAlone)
+{
+    testutil::TempDir dir;
+    const QString db = GetParam().make(dir);
+    ASSERT_FALSE(db.isEmpty());
+    testutil::TempDir folders;
+    const QString source
+        = folders.write(QStringLiteral("src/a.txt"), "a").section(QLatin1Char('/'), 0, -2);
+    const QMap<QString, QByteArray> before = snapshot(dir.path());
+    const QStringList commands[] = { { "history" }, { "history", "--json" }, { "log", "list" },
+        { "log", "show", "1" }, { "log", "remove", "1" }, { "log", "trim" }, { "log", "clear" },
+        { "log", "add", "1" }, { "sync", source, folders.filePath(QStringLiteral("dst")) } };
+    for (const QStringList& command : commands) {
+        SCOPED_TRACE(qPrintable(command.join(QLatin1Char(' '))));
+        const testutil::ProcessResult r
+            = testutil::run(testutil::builtExecutable(QStringLiteral("synccore")),
+                command + QStringList { QStringLiteral("--db"), db });
+        EXPECT_EQ(QList<int>({ r.signal, r.exitCode }), QList<int>({ 0, 1 }));
+        const QStringList errors = lines(r.err);
+        ASSERT_EQ(errors.size(), 1) << r.err.constData();
+        EXPECT_TRUE(
+            errors[0].startsWith(QStringLiteral("synccore %1: ")
+                                     .arg(command.mid(0, command[0] == "log" ? 2 : 1).join(' '))))
+            << qPrintable(errors[0]);
+        EXPECT_TRUE(errors[0].contains(db)) << qPrintable(errors[0]);
+        EXPECT_GT(errors[0].size(), QStringLiteral("synccore log list: ").size() + db.size() + 4)
+            << "the cause is named";
+        EXPECT_TRUE(r.out.isEmpty()) << r.out.constData();
+        EXPECT_TRUE(snapshot(dir.path()) == before) << "the database folder changed";
+        EXPECT_FALSE(QFileInfo::exists(folders.filePath(QStringLiteral("dst"))));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, DamagedDatabaseTest,
+    ::testing::Values(DamagedDatabase { "CorruptPages", corruptPages },
+        DamagedDatabase { "RandomBytes", randomBytes }, DamagedDatabase { "Folder", folder }),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// An empty name is a typo: a usage error before anything is opened.
+TEST(ActionLogToolTest, EmptyDatabaseNameIsAUsageError)
+{
+    for (const char* command : { "history", "log list", "log add 1", "log clear" }) {
+        SCOPED_TRACE(command);
+        QStringList args = QString::fromLatin1(command).split(QLatin1Char(' '));
+        args << QStringLiteral("--db") << QString();
+        const testutil::ProcessResult r
+            = testutil::run(testutil::builtExecutable(QStringLiteral("synccore")), args);
+        EXPECT_EQ(r.exitCode, 2);
+        EXPECT_TRUE(r.err.contains(": --db: the value is empty\n")) << r.err.constData();
         EXPECT_TRUE(r.out.isEmpty());
     }
 }

@@ -2,6 +2,7 @@
 
 #include "TestUtil.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
@@ -30,7 +31,8 @@ TEST(CommandsFiles, CopyReportsTheLibrarysErrorText)
     const QString t = dir.write("t", "old");
     testutil::ProcessResult r = synccore({ "copy", s, t });
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.err, QString("synccore: Target file %1 exists and is read-only\n").arg(t).toUtf8());
+    EXPECT_EQ(
+        r.err, QString("synccore copy: Target file %1 exists and is read-only\n").arg(t).toUtf8());
     r = synccore({ "copy", s, t, "--overwrite", "--move" });
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();
     EXPECT_EQ(testutil::readFile(t), "new");
@@ -38,7 +40,9 @@ TEST(CommandsFiles, CopyReportsTheLibrarysErrorText)
     for (const QStringList& bad : { QStringList { "copy", s }, { "copy", s, t, "--bogus" } }) {
         r = synccore(bad);
         EXPECT_EQ(r.exitCode, 2);
-        EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
+        EXPECT_TRUE(r.err.startsWith("synccore copy: ")
+            && r.err.endsWith("Try 'synccore copy --help' for more information.\n"))
+            << r.err.constData();
     }
 }
 
@@ -52,4 +56,61 @@ TEST(CommandsFiles, HideAndShowEditTheHiddenList)
     EXPECT_FALSE(QFileInfo::exists(dir.filePath(".hidden")));
     EXPECT_EQ(synccore({ "show", dir.filePath("none") }).exitCode, 1);
     EXPECT_EQ(synccore({ "hide" }).exitCode, 2);
+}
+
+// On a terminal (a pseudo-terminal from script(1)) md5 and sha1 draw progress
+// on standard error from the bytes they read themselves, clear it, and still
+// print the digest md5sum and sha1sum print; off a terminal nothing but the digest.
+TEST(CommandsFiles, DigestsDrawProgressOnlyOnATerminal)
+{
+    if (!testutil::haveProgram("script"))
+        GTEST_SKIP() << "script(1) is needed for a pseudo-terminal";
+    testutil::TempDir dir;
+    QByteArray content(5 * 1024 * 1024 + 3, '\0');
+    for (int i = 0; i < content.size(); ++i)
+        content[i] = char(i * 31 % 251);
+    const QString file = dir.write("data.bin", content);
+    for (const char* command : { "md5", "sha1" }) {
+        SCOPED_TRACE(command);
+        const QString reference = QString::fromLatin1(command) + "sum";
+        if (!testutil::haveProgram(reference))
+            GTEST_SKIP() << qPrintable(reference) << " is not installed";
+        const QByteArray expected = testutil::run(reference, { file }).out;
+        const QString line
+            = QString("'%1' %2 '%3'").arg(testutil::builtExecutable("synccore"), command, file);
+        const testutil::ProcessResult onTerminal
+            = testutil::run("script", { "-qec", line, "/dev/null" });
+        EXPECT_EQ(onTerminal.exitCode, 0);
+        const QByteArray screen = onTerminal.out;
+        EXPECT_TRUE(screen.startsWith("\r\x1b[2K0 B of 5.00 MiB, 0/1 files"))
+            << screen.left(80).constData();
+        EXPECT_TRUE(screen.endsWith("\r\x1b[2K" + expected.left(expected.size() - 1) + "\r\n"))
+            << screen.right(120).constData();
+        const testutil::ProcessResult piped = synccore({ command, file });
+        EXPECT_EQ(piped.out, expected);
+        EXPECT_TRUE(piped.err.isEmpty()) << piped.err.constData();
+    }
+}
+
+// A copy on a terminal reads the source itself for its progress line and still
+// ends with the target in place, same bytes and mode, and no companion left.
+TEST(CommandsFiles, CopyDrawsProgressOnATerminal)
+{
+    if (!testutil::haveProgram("script"))
+        GTEST_SKIP() << "script(1) is needed for a pseudo-terminal";
+    testutil::TempDir dir;
+    const QByteArray content(3 * 1024 * 1024, 'c');
+    const QString source = dir.write("s.bin", content);
+    QFile::setPermissions(source, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QString target = dir.write("t.bin", "old");
+    const QString line = QString("'%1' copy --overwrite '%2' '%3'")
+                             .arg(testutil::builtExecutable("synccore"), source, target);
+    const testutil::ProcessResult r = testutil::run("script", { "-qec", line, "/dev/null" });
+    EXPECT_EQ(r.exitCode, 0) << r.out.constData();
+    EXPECT_TRUE(r.out.startsWith("\r\x1b[2K0 B of 3.00 MiB, 0/1 files"))
+        << r.out.left(80).constData();
+    EXPECT_TRUE(r.out.endsWith("\r\x1b[2K")) << r.out.right(80).constData();
+    EXPECT_EQ(testutil::readFile(target), content);
+    EXPECT_EQ(QFileInfo(target).permissions() & 0x0700, QFileInfo(source).permissions() & 0x0700);
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList({ "s.bin", "t.bin" }));
 }

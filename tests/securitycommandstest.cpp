@@ -37,7 +37,9 @@ TEST_F(SecurityCommandsTest, EncryptedHexDecryptsBackAndBadInputIsOneLine)
         const testutil::ProcessResult r
             = synccore(QString::fromLatin1(args).split(QLatin1Char(' ')));
         EXPECT_EQ(r.exitCode, 2) << args;
-        EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
+        EXPECT_TRUE(r.err.startsWith("synccore " + QByteArray(args).split(' ').first() + ": ")
+            && r.err.endsWith(" --help' for more information.\n"))
+            << r.err.constData();
         EXPECT_TRUE(r.out.isEmpty());
     }
 }
@@ -57,7 +59,7 @@ TEST_F(SecurityCommandsTest, Sha1PrintsLikeSha1sumAndReportsMissingFiles)
     const testutil::ProcessResult missing
         = synccore({ QStringLiteral("sha1"), dir.filePath(QStringLiteral("none")), a });
     EXPECT_EQ(missing.exitCode, 1);
-    EXPECT_TRUE(missing.err.contains("cannot open"));
+    EXPECT_TRUE(missing.err.contains("cannot be read"));
     EXPECT_EQ(missing.out, theirs.out.left(theirs.out.indexOf('\n') + 1));
 }
 

@@ -20,12 +20,18 @@ class SyncCommandTest : public ::testing::Test
 {
 protected:
     QString tool() const { return testutil::builtExecutable(QStringLiteral("synccore")); }
-    QString src(const QString& rel = QString()) const { return dir.filePath(QStringLiteral("src/") + rel); }
-    QString dst(const QString& rel = QString()) const { return dir.filePath(QStringLiteral("dst/") + rel); }
+    QString src(const QString& rel = QString()) const
+    {
+        return dir.filePath(QStringLiteral("src/") + rel);
+    }
+    QString dst(const QString& rel = QString()) const
+    {
+        return dir.filePath(QStringLiteral("dst/") + rel);
+    }
     QStringList common() const
     {
-        return {QStringLiteral("--db"), dir.filePath(QStringLiteral("log.sqlite")),
-                QStringLiteral("--log"), dir.filePath(QStringLiteral("sync.log"))};
+        return { QStringLiteral("--db"), dir.filePath(QStringLiteral("log.sqlite")),
+            QStringLiteral("--log"), dir.filePath(QStringLiteral("sync.log")) };
     }
 
     void SetUp() override
@@ -42,15 +48,18 @@ protected:
     /// One pass with --json; the parsed summary.
     QJsonObject pass(int expectedExit = 0)
     {
-        const auto r = testutil::run(tool(), QStringList{QStringLiteral("sync"), src(), dst(), QStringLiteral("--json")} + common());
+        const auto r = testutil::run(tool(),
+            QStringList { QStringLiteral("sync"), src(), dst(), QStringLiteral("--json") }
+                + common());
         EXPECT_EQ(r.exitCode, expectedExit) << r.err.constData();
         return QJsonDocument::fromJson(r.out).object();
     }
 
     QJsonArray history()
     {
-        const auto r = testutil::run(tool(), {QStringLiteral("history"), QStringLiteral("--json"), QStringLiteral("--db"),
-                                              dir.filePath(QStringLiteral("log.sqlite"))});
+        const auto r = testutil::run(tool(),
+            { QStringLiteral("history"), QStringLiteral("--json"), QStringLiteral("--db"),
+                dir.filePath(QStringLiteral("log.sqlite")) });
         EXPECT_EQ(r.exitCode, 0) << r.err.constData();
         return QJsonDocument::fromJson(r.out).array();
     }
@@ -61,7 +70,7 @@ protected:
         for (const auto& v : rows) {
             const QJsonObject o = v.toObject();
             n += o.value(QStringLiteral("typeName")).toString() == typeName
-                 && (item.isEmpty() || o.value(QStringLiteral("item")).toString() == item);
+                && (item.isEmpty() || o.value(QStringLiteral("item")).toString() == item);
         }
         return n;
     }
@@ -70,7 +79,8 @@ protected:
     QStringList targetFiles() const
     {
         QStringList files;
-        QDirIterator it(dst(), QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+        QDirIterator it(
+            dst(), QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
         while (it.hasNext())
             files << QDir(dst()).relativeFilePath(it.next());
         files.sort();
@@ -87,8 +97,8 @@ TEST_F(SyncCommandTest, MirrorsThenCopiesOnlyWhatChanged)
     QJsonObject s = pass();
     EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 4);
     EXPECT_EQ(s.value(QStringLiteral("excluded")).toInt(), 3);
-    const QStringList expected{QStringLiteral("big.bin"), QStringLiteral("docs/a.txt"),
-                               QStringLiteral("docs/b & c.md"), QStringLiteral("nested/deeper/data.csv")};
+    const QStringList expected { QStringLiteral("big.bin"), QStringLiteral("docs/a.txt"),
+        QStringLiteral("docs/b & c.md"), QStringLiteral("nested/deeper/data.csv") };
     EXPECT_EQ(targetFiles(), expected);
     for (const QString& f : expected)
         EXPECT_EQ(testutil::readFile(dst(f)), testutil::readFile(src(f))) << f.toStdString();
@@ -101,7 +111,8 @@ TEST_F(SyncCommandTest, MirrorsThenCopiesOnlyWhatChanged)
     dir.write(QStringLiteral("src/docs/a.txt"), "alpha, changed\n");
     s = pass();
     EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 1);
-    EXPECT_EQ(testutil::readFile(dst(QStringLiteral("docs/a.txt"))), QByteArray("alpha, changed\n"));
+    EXPECT_EQ(
+        testutil::readFile(dst(QStringLiteral("docs/a.txt"))), QByteArray("alpha, changed\n"));
     EXPECT_EQ(targetFiles(), expected);
     EXPECT_FALSE(QFileInfo::exists(dst(QStringLiteral("docs/.{SyncTemp}"))));
 
@@ -115,89 +126,197 @@ TEST_F(SyncCommandTest, MirrorsThenCopiesOnlyWhatChanged)
         const QJsonObject o = v.toObject();
         if (o.value(QStringLiteral("item")).toString() == QStringLiteral("docs/b & c.md"))
             sawAmpersand = o.value(QStringLiteral("details")).toString()
-                           == QStringLiteral("docs/b & c.md (13 bytes) was copied.");
+                == QStringLiteral("docs/b & c.md (13 bytes) was copied.");
     }
     EXPECT_TRUE(sawAmpersand);
 }
 
 TEST_F(SyncCommandTest, UnreadableFileIsRecordedAndThePassGoesOn)
 {
-    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("nowhere")), src(QStringLiteral("docs/dangling.txt"))));
-    const QJsonObject s = pass(1);
+    ASSERT_TRUE(QFile::link(
+        dir.filePath(QStringLiteral("nowhere")), src(QStringLiteral("docs/dangling.txt"))));
+    // A pass that completed with failed entries is partial, as rsync says it.
+    const QJsonObject s = pass(23);
     EXPECT_EQ(s.value(QStringLiteral("failed")).toInt(), 1);
     EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 4);
-    EXPECT_TRUE(s.value(QStringLiteral("failures")).toArray().first().toString().startsWith(
-        QStringLiteral("docs/dangling.txt: cannot read")));
-    EXPECT_EQ(countOf(history(), QStringLiteral("UploadFailed"), QStringLiteral("docs/dangling.txt")), 1);
+    EXPECT_TRUE(s.value(QStringLiteral("failures"))
+                    .toArray()
+                    .first()
+                    .toString()
+                    .startsWith(QStringLiteral("docs/dangling.txt: cannot read")));
+    EXPECT_EQ(
+        countOf(history(), QStringLiteral("UploadFailed"), QStringLiteral("docs/dangling.txt")), 1);
 }
 
 TEST_F(SyncCommandTest, RefusesFoldersInsideEachOther)
 {
-    const struct { QString source, target; } rows[] = {
-        {src(), src(QStringLiteral("docs/mirror"))},
-        {src(QStringLiteral("nested")), src()},
-        {src(), src()},
-        {src(QStringLiteral("missing")), dst()},
+    const struct
+    {
+        QString source, target;
+    } rows[] = {
+        { src(), src(QStringLiteral("docs/mirror")) },
+        { src(QStringLiteral("nested")), src() },
+        { src(), src() },
+        { src(QStringLiteral("missing")), dst() },
     };
     for (const auto& row : rows) {
-        const auto r = testutil::run(tool(), QStringList{QStringLiteral("sync"), row.source, row.target} + common());
+        const auto r = testutil::run(
+            tool(), QStringList { QStringLiteral("sync"), row.source, row.target } + common());
         EXPECT_EQ(r.exitCode, 1) << row.source.toStdString() << " -> " << row.target.toStdString();
         EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
     }
     EXPECT_FALSE(QFileInfo::exists(src(QStringLiteral("docs/mirror"))));
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath(QStringLiteral("log.sqlite"))))
+        << "nothing is created";
 }
 
-TEST_F(SyncCommandTest, WatchIsWokenAndStopsOnSigterm)
+namespace {
+
+/// A running `sync --watch` with its standard output collected.
+struct Service
 {
-    QProcess service;
-    service.start(tool(), QStringList{QStringLiteral("sync"), src(), dst(), QStringLiteral("--watch"),
-                                      QStringLiteral("--interval"), QStringLiteral("3600")} + common());
-    ASSERT_TRUE(service.waitForStarted());
+    QProcess process;
     QByteArray out;
-    auto waitForSummaries = [&](int count) {
+
+    bool waitForSummaries(int count)
+    {
         for (int i = 0; i < 300 && out.count("files:") < count; ++i) {
-            service.waitForReadyRead(100);
-            out += service.readAllStandardOutput();
+            process.waitForReadyRead(100);
+            out += process.readAllStandardOutput();
         }
         return out.count("files:") >= count;
+    }
+};
+
+} // namespace
+
+// Woken twice, then stopped by a signal: status 128 + N after the log was
+// flushed, and each excluded item recorded once for the whole run.
+TEST_F(SyncCommandTest, WatchIsWokenAndEndsWith128PlusTheSignal)
+{
+    for (const int signal : { SIGTERM, SIGINT }) {
+        SCOPED_TRACE(signal);
+        QFile::remove(dir.filePath(QStringLiteral("log.sqlite")));
+        Service service;
+        service.process.start(tool(),
+            QStringList { QStringLiteral("sync"), src(), dst(), QStringLiteral("--watch"),
+                QStringLiteral("--interval"), QStringLiteral("3600") }
+                + common());
+        ASSERT_TRUE(service.process.waitForStarted());
+        ASSERT_TRUE(service.waitForSummaries(1)) << service.out.constData();
+        ASSERT_TRUE(QFileInfo::exists(dst(QStringLiteral("docs/a.txt"))));
+
+        const QString late = QStringLiteral("late%1.txt").arg(signal);
+        dir.write(QStringLiteral("src/") + late, "added while watching\n");
+        const auto woke = testutil::run(tool(),
+            { QStringLiteral("wake"), QStringLiteral("--pid"),
+                QString::number(service.process.processId()) });
+        EXPECT_EQ(woke.exitCode, 0) << woke.err.constData();
+        ASSERT_TRUE(service.waitForSummaries(2)) << service.out.constData();
+        EXPECT_EQ(testutil::readFile(dst(late)), QByteArray("added while watching\n"));
+
+        ::kill(pid_t(service.process.processId()), signal);
+        ASSERT_TRUE(service.process.waitForFinished(5000));
+        EXPECT_EQ(service.process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(service.process.exitCode(), 128 + signal);
+        const QJsonArray rows = history();
+        EXPECT_EQ(countOf(rows, QStringLiteral("FileUploaded"), late), 1);
+        EXPECT_EQ(countOf(rows, QStringLiteral("ItemSkipped")), 3)
+            << "an exclusion is recorded once per run";
+    }
+}
+
+// Another process holds the database's write lock while the service flushes:
+// the service says so in one line naming the file and stops with status 1,
+// instead of carrying on while its history goes nowhere.
+TEST_F(SyncCommandTest, WatchStopsWhenItsRowsCannotBeWritten)
+{
+    if (!testutil::haveProgram(QStringLiteral("sqlite3")))
+        GTEST_SKIP() << "the sqlite3 program is needed to hold the database's lock";
+    Service service;
+    service.process.start(tool(),
+        QStringList { QStringLiteral("sync"), src(), dst(), QStringLiteral("--watch"),
+            QStringLiteral("--interval"), QStringLiteral("3600") }
+            + common());
+    ASSERT_TRUE(service.waitForSummaries(1)) << service.out.constData();
+    QProcess holder;
+    holder.start(QStringLiteral("sqlite3"), { dir.filePath(QStringLiteral("log.sqlite")) });
+    ASSERT_TRUE(holder.waitForStarted());
+    holder.write(
+        "BEGIN EXCLUSIVE; INSERT INTO ActionLog(actionType) VALUES (99); SELECT 'held';\n");
+    ASSERT_TRUE(holder.waitForReadyRead(10000));
+    ASSERT_EQ(holder.readAllStandardOutput(), QByteArray("held\n"));
+
+    dir.write(QStringLiteral("src/late.txt"), "late\n");
+    ASSERT_EQ(testutil::run(tool(),
+                  { QStringLiteral("wake"), QStringLiteral("--pid"),
+                      QString::number(service.process.processId()) })
+                  .exitCode,
+        0);
+    ASSERT_TRUE(service.process.waitForFinished(120000));
+    holder.write("ROLLBACK;\n.quit\n");
+    holder.waitForFinished(5000);
+    EXPECT_EQ(service.process.exitCode(), 1);
+    const QStringList errors = QString::fromUtf8(service.process.readAllStandardError())
+                                   .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(errors.size(), 1);
+    EXPECT_TRUE(errors[0].startsWith(QStringLiteral("synccore sync: ")
+        + dir.filePath(QStringLiteral("log.sqlite")) + QStringLiteral(": ")))
+        << qPrintable(errors[0]);
+}
+
+TEST_F(SyncCommandTest, VerboseListsEachCopyAndQuietPrintsNothing)
+{
+    const struct
+    {
+        const char* option;
+        QStringList out;
+    } rows[] = {
+        { "-v", { "big.bin", "docs/a.txt", "docs/b & c.md", "nested/deeper/data.csv" } },
+        { "--quiet", {} },
     };
-    ASSERT_TRUE(waitForSummaries(1)) << out.constData();
-    ASSERT_TRUE(QFileInfo::exists(dst(QStringLiteral("docs/a.txt"))));
-
-    dir.write(QStringLiteral("src/late.txt"), "added while watching\n");
-    const auto woke = testutil::run(tool(), {QStringLiteral("wake"), QStringLiteral("--pid"),
-                                             QString::number(service.processId())});
-    EXPECT_EQ(woke.exitCode, 0) << woke.err.constData();
-    ASSERT_TRUE(waitForSummaries(2)) << out.constData();
-    EXPECT_EQ(testutil::readFile(dst(QStringLiteral("late.txt"))), QByteArray("added while watching\n"));
-
-    ::kill(pid_t(service.processId()), SIGTERM);
-    ASSERT_TRUE(service.waitForFinished(5000));
-    EXPECT_EQ(service.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(service.exitCode(), 0);
-    EXPECT_EQ(countOf(history(), QStringLiteral("FileUploaded"), QStringLiteral("late.txt")), 1);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.option);
+        QDir(dst()).removeRecursively();
+        const auto r = testutil::run(tool(),
+            QStringList { QStringLiteral("sync"), QLatin1String(row.option), src(), dst() }
+                + common());
+        EXPECT_EQ(r.exitCode, 0) << r.err.constData();
+        QStringList out = QString::fromUtf8(r.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        if (!row.out.isEmpty()) {
+            ASSERT_FALSE(out.isEmpty());
+            EXPECT_TRUE(out.takeLast().startsWith(QStringLiteral("4 files: 4 copied (3.00 MiB)")))
+                << r.out.constData();
+            out.sort();
+        }
+        EXPECT_EQ(out, row.out) << r.out.constData();
+        EXPECT_TRUE(r.err.isEmpty()) << r.err.constData();
+    }
 }
 
 TEST_F(SyncCommandTest, SigtermMidPassLeavesOnlyWholeFiles)
 {
     for (int i = 0; i < 1500; ++i)
-        dir.write(QStringLiteral("src/many/f%1.dat").arg(i, 4, 10, QLatin1Char('0')), QByteArray(8192, char('a' + i % 26)));
+        dir.write(QStringLiteral("src/many/f%1.dat").arg(i, 4, 10, QLatin1Char('0')),
+            QByteArray(8192, char('a' + i % 26)));
     QProcess pass;
-    pass.start(tool(), QStringList{QStringLiteral("sync"), src(), dst(), QStringLiteral("--json")} + common());
+    pass.start(tool(),
+        QStringList { QStringLiteral("sync"), src(), dst(), QStringLiteral("--json") } + common());
     ASSERT_TRUE(pass.waitForStarted());
     // Stop it as soon as the first file has arrived.
     for (int i = 0; i < 2000 && targetFiles().isEmpty(); ++i)
         QThread::msleep(5);
     ::kill(pid_t(pass.processId()), SIGTERM);
     ASSERT_TRUE(pass.waitForFinished(30000));
-    EXPECT_EQ(pass.exitCode(), 0) << pass.readAllStandardError().constData();
+    EXPECT_EQ(pass.exitCode(), 128 + SIGTERM) << pass.readAllStandardError().constData();
     const QJsonObject s = QJsonDocument::fromJson(pass.readAllStandardOutput()).object();
     EXPECT_TRUE(s.value(QStringLiteral("interrupted")).toBool());
 
     const QStringList files = targetFiles();
     EXPECT_LT(files.size(), 1504);
     for (const QString& f : files) {
-        EXPECT_FALSE(f.contains(QStringLiteral(".DWN")) || f.endsWith(QStringLiteral(".bak"))) << f.toStdString();
+        EXPECT_FALSE(f.contains(QStringLiteral(".DWN")) || f.endsWith(QStringLiteral(".bak")))
+            << f.toStdString();
         EXPECT_EQ(testutil::readFile(dst(f)), testutil::readFile(src(f))) << f.toStdString();
     }
     // The log was flushed: one upload record for each file that arrived.

@@ -276,7 +276,7 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
     service.terminate();
     ASSERT_TRUE(service.waitForFinished(3 * WakeupSignalsWrapper::WAIT_SLICE_MS));
     EXPECT_EQ(service.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(service.exitCode(), 0);
+    EXPECT_EQ(service.exitCode(), 128 + SIGTERM);
     EXPECT_TRUE(
         (output += service.readAllStandardOutput()).endsWith("stopped after 1 wake-up calls\n"))
         << output.constData();
@@ -286,13 +286,15 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
         << gone.err.constData();
 
     // Bad input: one line and exit code 2.
-    for (const auto& [args, message] : { std::pair { "wake", "wake needs --pid PID" },
-             { "wake --pid=-5", "not a process id: '-5'" },
-             { "wait now", "wait takes no arguments" } }) {
+    for (const auto& [args, message] : { std::pair { "wake", "wake: missing option --pid PID" },
+             { "wake --pid=-5", "wake: --pid: '-5' is not a whole number 1 or more" },
+             { "wait now", "wait: unexpected argument (this command takes none)" } }) {
         const auto r = testutil::run(tool, QString::fromLatin1(args).split(QLatin1Char(' ')));
         EXPECT_EQ(r.exitCode, 2) << args;
         EXPECT_EQ(r.out, QByteArray()) << args;
-        EXPECT_EQ(r.err, QByteArray("synccore: ") + message + '\n');
+        const QByteArray command = QByteArray(message).left(QByteArray(message).indexOf(':'));
+        EXPECT_EQ(r.err, QByteArray("synccore ") + message + "\nTry 'synccore " + command
+                             + " --help' for more information.\n");
     }
 }
 

@@ -21,7 +21,15 @@ endif()
 synccore_add_tool_sources(
     tools/synccore/ActionLogText.h
     tools/synccore/ActionLogText.cpp
-    tools/synccore/CommandsActionLog.cpp)
+    tools/synccore/LogDatabase.h
+    tools/synccore/LogDatabase.cpp
+    tools/synccore/LogAddCommand.cpp
+    tools/synccore/LogListCommand.cpp
+    tools/synccore/LogShowCommand.cpp
+    tools/synccore/LogRemoveCommand.cpp
+    tools/synccore/LogTrimCommand.cpp
+    tools/synccore/LogClearCommand.cpp
+    tools/synccore/HistoryCommand.cpp)
 synccore_add_test(actionlogtooltest SOURCES tests/actionlogtooltest.cpp)
 if(TARGET actionlogtooltest AND TARGET synccore)
     add_dependencies(actionlogtooltest synccore)

@@ -27,7 +27,15 @@ target_sources(KvSyncSharingEngine PRIVATE
     Sync/SyncCore/QSharingFileEngine.h
     Sync/SyncCore/QSharingFileEngine.cpp)
 
-synccore_add_tool_sources(tools/synccore/CommandsFiles.cpp)
+synccore_add_tool_sources(
+    tools/synccore/Digest.h
+    tools/synccore/Digest.cpp
+    tools/synccore/Md5Command.cpp
+    tools/synccore/CopyCommand.cpp
+    tools/synccore/Visibility.h
+    tools/synccore/Visibility.cpp
+    tools/synccore/HideCommand.cpp
+    tools/synccore/ShowCommand.cpp)
 
 synccore_add_test_helper(filelockhelper SOURCES tests/filelockhelper.cpp)
 synccore_add_test(filestest SOURCES tests/filestest.cpp)

@@ -19,7 +19,27 @@ synccore_add_tool_sources(
     tools/synccore/main.cpp
     tools/synccore/Command.h
     tools/synccore/Command.cpp
-    tools/synccore/CommandsFoundation.cpp)
+    tools/synccore/Help.h
+    tools/synccore/Help.cpp
+    tools/synccore/Format.h
+    tools/synccore/Format.cpp
+    tools/synccore/Signals.h
+    tools/synccore/Signals.cpp
+    tools/synccore/LogDemoCommand.cpp)
+# The manual page and the bash completion cover every command and option;
+# toolsurfacetest checks them against the parsers.
+if(TARGET synccore)
+    install(FILES tools/synccore/synccore.1
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+    install(FILES tools/synccore/synccore.bash-completion RENAME synccore
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
+endif()
+synccore_add_test(synccoretooltest SOURCES tests/synccoretooltest.cpp)
+if(TARGET synccoretooltest AND TARGET synccore)
+    add_dependencies(synccoretooltest synccore)
+    # The test installs the manual page and completion with cmake itself.
+    target_compile_definitions(synccoretooltest PRIVATE SYNCCORE_CMAKE_COMMAND="${CMAKE_COMMAND}")
+endif()
 
 synccore_add_test(coretypestest SOURCES tests/coretypestest.cpp)
 synccore_add_test(loggingconfiguratortest SOURCES tests/loggingconfiguratortest.cpp)

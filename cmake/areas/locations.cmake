@@ -6,7 +6,10 @@
 target_sources(KvSyncCore PRIVATE
     CloudUtil/GeneralUtil_locations.cpp)
 
-synccore_add_tool_sources(tools/synccore/CommandsLocations.cpp)
+synccore_add_tool_sources(
+    tools/synccore/PathsCommand.cpp
+    tools/synccore/AutostartCommand.cpp
+    tools/synccore/UserAgentCommand.cpp)
 
 # A real program for the tests to start, copy around, wait for and crash.
 synccore_add_test_helper(locationshelper SOURCES tests/locationshelper.cpp)

@@ -16,7 +16,9 @@ target_sources(KvSyncCore PRIVATE
     Sync/SyncCore/WakeupSignalsWrapper.h
     Sync/SyncCore/WakeupSignalsWrapper.cpp)
 
-synccore_add_tool_sources(tools/synccore/CommandsProcess.cpp)
+synccore_add_tool_sources(
+    tools/synccore/WaitCommand.cpp
+    tools/synccore/WakeCommand.cpp)
 
 synccore_add_test_helper(processtesthelper SOURCES tests/processtesthelper.cpp)
 synccore_add_test(exitmanagertest SOURCES tests/exitmanagertest.cpp CONCURRENT)

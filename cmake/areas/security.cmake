@@ -31,7 +31,11 @@ if(TARGET sessiontokentest)
     add_dependencies(sessiontokentest sessiontokenhelper)
 endif()
 
-synccore_add_tool_sources(tools/synccore/CommandsSecurity.cpp)
+synccore_add_tool_sources(
+    tools/synccore/EncryptCommand.cpp
+    tools/synccore/DecryptCommand.cpp
+    tools/synccore/Sha1Command.cpp
+    tools/synccore/SessionTokenCommand.cpp)
 synccore_add_test(securitycommandstest SOURCES tests/securitycommandstest.cpp)
 if(TARGET securitycommandstest AND TARGET synccore)
     add_dependencies(securitycommandstest synccore)

@@ -4,7 +4,9 @@
 synccore_add_tool_sources(
     tools/synccore/SyncPass.h
     tools/synccore/SyncPass.cpp
-    tools/synccore/CommandsSync.cpp)
+    tools/synccore/SyncRunner.h
+    tools/synccore/SyncRunner.cpp
+    tools/synccore/SyncCommand.cpp)
 
 synccore_add_test(synccommandtest SOURCES tests/synccommandtest.cpp TIMEOUT 600)
 if(TARGET synccommandtest AND TARGET synccore)

@@ -22,7 +22,9 @@ if(TARGET generalutilvaluestest)
 endif()
 synccore_add_fuzz(fuzz_text SOURCES fuzz/textfuzz.cpp)
 synccore_add_bench(bench_paths SOURCES bench/pathsbench.cpp)
-synccore_add_tool_sources(tools/synccore/CommandsValues.cpp)
+synccore_add_tool_sources(
+    tools/synccore/DurationCommand.cpp
+    tools/synccore/SizeCommand.cpp)
 if(TARGET generalutilvaluestest AND TARGET synccore)
     # The test runs the tool's duration and size commands.
     add_dependencies(generalutilvaluestest synccore)

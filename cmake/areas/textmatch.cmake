@@ -14,7 +14,8 @@ target_sources(KvSyncCore PRIVATE
     CloudUtil/RegistryUtil.h
     CloudUtil/RegistryUtil.cpp)
 
-synccore_add_tool_sources(tools/synccore/CommandsText.cpp)
+synccore_add_tool_sources(
+    tools/synccore/ExcludeCommand.cpp)
 
 synccore_add_test(filenamematchertest SOURCES tests/filenamematchertest.cpp CONCURRENT)
 synccore_add_test(folderutilitiestest SOURCES tests/folderutilitiestest.cpp)

@@ -1,11 +1,9 @@
 #include "ActionLogText.h"
 
 #include "Command.h"
+#include "Format.h"
 
 #include "Sync/SyncCore/SyncException.h"
-#include "database/SqliteDatabaseFactory.h"
-
-#include <QFileInfo>
 
 using sync::core::ActionLog;
 using sync::core::SyncAction;
@@ -103,38 +101,31 @@ QString detailsText(ActionLog& log, const QString& details)
     }
 }
 
-std::unique_ptr<ActionLog> openLog(QStringList& args, bool mustExist, int* exitCode)
+QJsonObject actionJson(ActionLog& log, const SyncAction& a, bool withDocument)
 {
-    bool given = false;
-    QString path = tool::takeOption(args, QStringLiteral("db"), &given);
-    if (!given)
-        path = tool::defaultDatabasePath();
-    if (path.isEmpty()) {
-        *exitCode = tool::usageError(QStringLiteral("--db needs a file name"));
-        return nullptr;
-    }
-    if (mustExist && !QFileInfo::exists(path)) {
-        *exitCode = tool::failure(QStringLiteral("no action log at %1").arg(path));
-        return nullptr;
-    }
-    QString error;
-    auto factory = sync::core::SqliteDatabaseFactory::Open(path, &error);
-    if (!factory) {
-        *exitCode = tool::failure(error);
-        return nullptr;
-    }
-    if (!factory->CreateActionLogTable()) {
-        *exitCode
-            = tool::failure(QStringLiteral("cannot use %1: %2").arg(path, factory->LastError()));
-        return nullptr;
-    }
-    return std::make_unique<ActionLog>(factory);
+    QJsonObject o;
+    o.insert(QStringLiteral("id"), a.id);
+    o.insert(QStringLiteral("time"), isoTime(a.timestamp));
+    o.insert(QStringLiteral("type"), a.actionType);
+    o.insert(QStringLiteral("typeName"), actionTypeName(a.actionType));
+    o.insert(QStringLiteral("item"), a.relatedItemInfo);
+    o.insert(QStringLiteral("name"), a.relatedItemName);
+    o.insert(QStringLiteral("details"), detailsText(log, a.details));
+    if (withDocument)
+        o.insert(QStringLiteral("detailsDocument"), a.details);
+    return o;
+}
+
+int actionId(const QString& text)
+{
+    bool ok = false;
+    const int id = text.toInt(&ok);
+    return ok && id > 0 ? id : -1;
 }
 
 QString localTime(const SyncAction& action)
 {
-    return action.timestamp.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    return action.timestamp.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
 }
-
 
 } // namespace tool

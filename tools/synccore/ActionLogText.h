@@ -1,16 +1,15 @@
 #pragma once
 
 // The tool's display side of the action log: names of action types, English
-// templates for the details documents, and opening the log of a database file.
-// Shared by the log, sync and history commands.
+// templates for the details documents. Shared by the log, sync and history
+// commands.
 
 #include "Sync/SyncCore/ActionLog.h"
 
+#include <QJsonObject>
 #include <QMap>
 #include <QString>
 #include <QStringList>
-
-#include <memory>
 
 namespace tool {
 
@@ -26,15 +25,15 @@ const QMap<sync::core::actionDetails::DetailsType, QString>& englishTemplates();
 /// The details document of an action as English text; a note when it cannot be shown.
 QString detailsText(sync::core::ActionLog& log, const QString& details);
 
+/// One action as a JSON object: id, time (ISO 8601 with offset), type, typeName, item,
+/// name, details (as text) and, with @p withDocument, the stored details document.
+QJsonObject actionJson(
+    sync::core::ActionLog& log, const sync::core::SyncAction& action, bool withDocument);
+
+/// A row id given on the command line; -1 when it is not a positive number.
+int actionId(const QString& text);
+
 /// The action's time as local "yyyy-MM-dd HH:mm:ss".
 QString localTime(const sync::core::SyncAction& action);
-
-/**
- * The action log of the database named by "--db FILE" (taken out of @p args),
- * or of the tool's default database. With @p mustExist, a missing file is an
- * error rather than a new database. Null after printing the error; then
- * @p exitCode holds the code to return.
- */
-std::unique_ptr<sync::core::ActionLog> openLog(QStringList& args, bool mustExist, int* exitCode);
 
 } // namespace tool

@@ -1,54 +1,167 @@
 #include "Command.h"
 
-#include <QDir>
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <limits>
 #include <cstdio>
 #include <unistd.h>
 
 namespace tool {
 
-std::vector<Command>& commands()
+namespace {
+
+std::vector<Command>& registry()
 {
     static std::vector<Command> all;
     return all;
 }
 
-Registrar::Registrar(const QString& name, const QString& usage, const QString& summary,
-                     CommandFunction run)
+QString& currentCommandName()
 {
-    auto& all = commands();
-    all.push_back(Command{name, usage, summary, std::move(run)});
-    std::sort(all.begin(), all.end(),
-              [](const Command& a, const Command& b) { return a.name < b.name; });
+    static QString name;
+    return name;
+}
+
+void writeTo(FILE* stream, const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+QString programAndCommand()
+{
+    const QString& name = currentCommandName();
+    return name.isEmpty() ? QStringLiteral("synccore") : QStringLiteral("synccore ") + name;
+}
+
+} // namespace
+
+Invocation::Invocation(const Command&, const QCommandLineParser& parser)
+    : _parser(parser)
+    , _arguments(parser.positionalArguments())
+{ }
+
+bool Invocation::isSet(const QString& option) const
+{
+    return _parser.isSet(option);
+}
+
+QString Invocation::value(const QString& option) const
+{
+    return _parser.value(option);
+}
+
+QStringList Invocation::values(const QString& option) const
+{
+    return _parser.values(option);
+}
+
+bool Invocation::intValue(
+    const QString& option, qint64 min, qint64 max, qint64* result, int* status) const
+{
+    const QString text = _parser.value(option);
+    bool ok = false;
+    *result = text.toLongLong(&ok);
+    if (ok && *result >= min && *result <= max)
+        return true;
+    const QString range = max >= std::numeric_limits<int>::max()
+        ? QStringLiteral("%1 or more").arg(min)
+        : QStringLiteral("from %1 to %2").arg(min).arg(max);
+    *status = usageError(
+        QStringLiteral("--%1: '%2' is not a whole number %3").arg(option, text, range));
+    return false;
+}
+
+const std::vector<Command>& commands()
+{
+    return registry();
+}
+
+const Command* findCommand(const QString& name)
+{
+    for (const Command& c : registry())
+        if (c.name == name)
+            return &c;
+    return nullptr;
+}
+
+QStringList groupMembers(const QString& group)
+{
+    QStringList names;
+    const QString prefix = group + QLatin1Char(' ');
+    for (const Command& c : registry())
+        if (c.name.startsWith(prefix))
+            names.append(c.name);
+    return names;
+}
+
+Registrar::Registrar(Command (*definition)())
+{
+    auto& all = registry();
+    all.push_back(definition());
+    std::sort(
+        all.begin(), all.end(), [](const Command& a, const Command& b) { return a.name < b.name; });
+}
+
+QCommandLineOption dbOption()
+{
+    return QCommandLineOption(QStringLiteral("db"),
+        QStringLiteral("The action log database (default: $SYNCCORE_DB, else "
+                       "$XDG_DATA_HOME/synccore/actionlog.sqlite)."),
+        QStringLiteral("FILE"));
+}
+
+QCommandLineOption jsonOption()
+{
+    return QCommandLineOption(QStringLiteral("json"),
+        QStringLiteral("Print JSON instead of text: times in ISO 8601 "
+                       "with their offset, sizes in bytes."));
+}
+
+QString databasePath(const Invocation& in, bool* isDefault)
+{
+    if (isDefault)
+        *isDefault = false;
+    if (in.isSet(QStringLiteral("db")))
+        return in.value(QStringLiteral("db"));
+    const QString fromEnvironment = qEnvironmentVariable("SYNCCORE_DB");
+    if (!fromEnvironment.isEmpty())
+        return fromEnvironment;
+    if (isDefault)
+        *isDefault = true;
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+        + QStringLiteral("/synccore/actionlog.sqlite");
 }
 
 void out(const QString& line)
 {
-    const QByteArray bytes = line.toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
-    std::fputc('\n', stdout);
-    std::fflush(stdout);
+    writeTo(stdout, line + QLatin1Char('\n'));
+}
+
+void errRaw(const QString& text)
+{
+    writeTo(stderr, text);
 }
 
 void err(const QString& message)
 {
-    const QByteArray bytes = QStringLiteral("synccore: %1\n").arg(message).toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
-    std::fflush(stderr);
+    writeTo(stderr, QStringLiteral("%1: %2\n").arg(programAndCommand(), message));
 }
 
 int usageError(const QString& message)
 {
     err(message);
-    return 2;
+    writeTo(
+        stderr, QStringLiteral("Try '%1 --help' for more information.\n").arg(programAndCommand()));
+    return ExitUsage;
 }
 
 int failure(const QString& message)
 {
     err(message);
-    return 1;
+    return ExitFailure;
 }
 
 bool stdoutIsTerminal()
@@ -56,42 +169,24 @@ bool stdoutIsTerminal()
     return ::isatty(STDOUT_FILENO) == 1;
 }
 
-QString takeOption(QStringList& args, const QString& name, bool* found)
+bool stderrIsTerminal()
 {
-    const QString flag = QStringLiteral("--") + name;
-    const QString prefix = flag + QLatin1Char('=');
-    for (int i = 0; i < args.size(); ++i) {
-        if (args[i] == flag && i + 1 < args.size()) {
-            const QString value = args[i + 1];
-            args.remove(i, 2);
-            if (found)
-                *found = true;
-            return value;
-        }
-        if (args[i].startsWith(prefix)) {
-            const QString value = args[i].mid(prefix.size());
-            args.removeAt(i);
-            if (found)
-                *found = true;
-            return value;
-        }
-    }
-    if (found)
-        *found = false;
-    return QString();
+    return ::isatty(STDERR_FILENO) == 1;
 }
 
-bool takeFlag(QStringList& args, const QString& name)
+bool useColour()
 {
-    return args.removeAll(QStringLiteral("--") + name) > 0;
+    return stdoutIsTerminal() && qEnvironmentVariableIsEmpty("NO_COLOR");
 }
 
-QString defaultDatabasePath()
+void setCurrentCommand(const QString& name)
 {
-    const QString dir = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-                        + QStringLiteral("/synccore");
-    QDir().mkpath(dir);
-    return dir + QStringLiteral("/actionlog.sqlite");
+    currentCommandName() = name;
+}
+
+QString currentCommand()
+{
+    return currentCommandName();
 }
 
 } // namespace tool

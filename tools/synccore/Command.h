@@ -1,10 +1,14 @@
 #pragma once
 
-// The commands of the synccore tool. Each area of the library contributes its
-// commands from its own Commands<Area>.cpp with a static SYNCCORE_COMMAND
-// registration; main() only dispatches. This folder is the only code of the
-// project that prints to a terminal.
+// The commands of the synccore tool. Each command lives in its own file with
+// its parser definition beside it and registers itself with SYNCCORE_COMMAND;
+// main() only finds the command, parses its options with QCommandLineParser
+// and prints help. This folder is the only code of the project that prints to
+// a terminal.
 
+#include <QCommandLineOption>
+#include <QCommandLineParser>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -13,56 +17,115 @@
 
 namespace tool {
 
-/// Runs a command with its arguments (the words after the command name); returns the exit code.
-using CommandFunction = std::function<int(const QStringList& args)>;
+/// Exit statuses of every command, as the manual page documents them.
+enum ExitStatus : int {
+    ExitSuccess = 0,
+    ExitFailure = 1,
+    ExitUsage = 2, ///< bad arguments, found before anything was opened or created
+    ExitPartial = 23, ///< the work completed, but some entries failed (as rsync)
+    ExitSignalBase = 128, ///< plus the signal number, after the log was flushed
+};
 
+/// One positional argument as the help shows it.
+struct Argument
+{
+    QString name; ///< "FILE...", "[NAME]"
+    QString description;
+};
+
+class Invocation;
+
+/// What a command is: its parser definition, its help and its work.
 struct Command
 {
-    QString name;     ///< the word typed after "synccore"; "log add" style names are allowed
-    QString usage;    ///< one line: arguments and options
-    QString summary;  ///< one line: what it does
-    CommandFunction run;
+    QString name; ///< the words typed after "synccore": "history", "log add"
+    QString synopsis; ///< arguments after the name in the usage line: "[OPTIONS] FILE..."
+    QString summary; ///< one line for the command list
+    QString description; ///< a paragraph for the command's own help
+    QList<QCommandLineOption> options; ///< -h/--help is added to every command
+    QList<Argument> arguments;
+    int minArguments = 0;
+    int maxArguments = 0; ///< -1: any number
+    QStringList examples;
+    std::function<int(const Invocation&)> run;
+};
+
+/// A command's parsed command line; handed to Command::run.
+class Invocation
+{
+public:
+    Invocation(const Command& command, const QCommandLineParser& parser);
+
+    bool isSet(const QString& option) const;
+    QString value(const QString& option) const;
+    QStringList values(const QString& option) const;
+    /// The positional arguments, already counted against the command's limits.
+    const QStringList& arguments() const { return _arguments; }
+    QString argument(int index) const { return _arguments.value(index); }
+
+    /**
+     * The whole number given to @p option, within [@p min, @p max]; the option's
+     * default when it is not given. False after printing a usage error (then
+     * @p status holds ExitUsage).
+     */
+    bool intValue(const QString& option, qint64 min, qint64 max, qint64* result, int* status) const;
+
+private:
+    const QCommandLineParser& _parser;
+    QStringList _arguments;
 };
 
 /// Every registered command, sorted by name.
-std::vector<Command>& commands();
+const std::vector<Command>& commands();
+/// The command named exactly @p name, or null.
+const Command* findCommand(const QString& name);
+/// Names of the commands that start with the group word @p group ("log" -> "log add", ...).
+QStringList groupMembers(const QString& group);
 
-/// Registers a command; used through SYNCCORE_COMMAND at namespace scope.
+/// Registers the command a definition function returns; used through SYNCCORE_COMMAND.
 struct Registrar
 {
-    Registrar(const QString& name, const QString& usage, const QString& summary, CommandFunction run);
+    explicit Registrar(Command (*definition)());
 };
 
-// --- output helpers: everything goes through these ----------------------
+// --- options several commands share -------------------------------------
+
+QCommandLineOption dbOption();
+QCommandLineOption jsonOption();
+
+/// The database file: --db, else $SYNCCORE_DB, else the one under $XDG_DATA_HOME;
+/// @p isDefault tells whether it is the last (whose folder may be created).
+QString databasePath(const Invocation& in, bool* isDefault = nullptr);
+
+// --- output: everything goes through these -------------------------------
 
 /// Writes a line (UTF-8) to standard output.
 void out(const QString& line);
-/// Writes "synccore: <message>" to standard error.
+/// Writes raw text (UTF-8) to standard error, without a newline.
+void errRaw(const QString& text);
+/// Writes "synccore COMMAND: <message>" to standard error.
 void err(const QString& message);
-/// Prints the error and returns the exit code for bad usage (2).
+/// Prints the error and the hint to the command's help; returns ExitUsage.
 int usageError(const QString& message);
-/// Prints the error and returns the exit code for a failure (1).
+/// Prints the error and returns ExitFailure.
 int failure(const QString& message);
-/// True when standard output is a terminal (progress lines are drawn only then).
+/// True when standard output / standard error is a terminal.
 bool stdoutIsTerminal();
+bool stderrIsTerminal();
+/// True when colour may be used on standard output: a terminal and no NO_COLOR.
+bool useColour();
 
-// --- argument helpers -------------------------------------------------------
+/// The command whose name errors carry ("synccore history: ..."); set by main().
+void setCurrentCommand(const QString& name);
+QString currentCommand();
 
-/// Removes "--name VALUE" (or "--name=VALUE") from @p args and returns VALUE; @p found tells whether it was there.
-QString takeOption(QStringList& args, const QString& name, bool* found = nullptr);
-/// Removes a "--name" flag from @p args and returns whether it was there.
-bool takeFlag(QStringList& args, const QString& name);
 /// The settings key under which the tool's commands read the exclusion override.
 inline constexpr char kExclusionSettingsKey[] = "UploadDownloadExclusions";
-
-/// Default database file of the tool: under the user's data folder.
-QString defaultDatabasePath();
 
 } // namespace tool
 
 #define SYNCCORE_CONCAT_(a, b) a##b
 #define SYNCCORE_CONCAT(a, b) SYNCCORE_CONCAT_(a, b)
-/// SYNCCORE_COMMAND("name", "usage", "summary", [](const QStringList& args) { ... });
-#define SYNCCORE_COMMAND(name, usage, summary, ...)                                     \
-    static const ::tool::Registrar SYNCCORE_CONCAT(synccoreCommand_, __LINE__)(         \
-        QStringLiteral(name), QStringLiteral(usage), QStringLiteral(summary), __VA_ARGS__)
+/// SYNCCORE_COMMAND(definitionFunction); at namespace scope in the command's file.
+#define SYNCCORE_COMMAND(definition)                                                               \
+    static const ::tool::Registrar SYNCCORE_CONCAT(synccoreCommand_, __LINE__)(definition)

@@ -24,24 +24,43 @@ namespace {
 constexpr qint64 kHashAlongsideBytes = 4 * 1024 * 1024;
 } // namespace
 
-// The log puts details arguments into its document as they stand; names with
-// '&' or '<' are common, so every argument is escaped here and the document
-// still parses when it is shown.
-
-SyncPass::SyncPass(sync::interf::IActionLog& log, FileNameMatcher& matcher,
-                   sync::interf::ICheckForExit& exit)
+SyncPass::SyncPass(
+    sync::interf::IActionLog& log, FileNameMatcher& matcher, sync::interf::ICheckForExit& exit)
     : _log(log)
     , _matcher(matcher)
     , _exit(exit)
-{
-}
+{ }
 
 void SyncPass::setProgressCallback(std::function<void(const SyncProgress&)> callback)
 {
     _progress = std::move(callback);
 }
 
-QString SyncPass::PrepareFolders(QString& source, QString& target)
+void SyncPass::setCopiedCallback(std::function<void(const QString&)> callback)
+{
+    _copied = std::move(callback);
+}
+
+void SyncPass::_Read(qint64 bytes)
+{
+    _done.bytesDone += bytes;
+    if (_progress)
+        _progress(_done);
+}
+
+void SyncPass::_Record(
+    int type, const QString& relative, int detailsType, const QVector<QString>& args)
+{
+    // The log puts details arguments into its document as they stand.
+    QVector<QString> escaped;
+    for (const QString& arg : args)
+        escaped.append(arg.toHtmlEscaped());
+    _log.AddAction(action::ActionType(type), relative, QFileInfo(relative).fileName(),
+        SyncDetails(_log.BuildDetailsXml(actionDetails::DetailsType(detailsType), escaped)));
+    ++_actionsAdded;
+}
+
+QString SyncPass::PrepareFolders(QString& source, QString& target, bool createTarget)
 {
     source = GeneralUtil::CleanPath(QFileInfo(source).absoluteFilePath());
     target = GeneralUtil::CleanPath(QFileInfo(target).absoluteFilePath());
@@ -55,7 +74,7 @@ QString SyncPass::PrepareFolders(QString& source, QString& target)
     const QFileInfo targetInfo(target);
     if (targetInfo.exists() && !targetInfo.isDir())
         return QStringLiteral("target %1 exists and is not a folder").arg(target);
-    if (!targetInfo.exists() && !QDir().mkpath(target))
+    if (createTarget && !targetInfo.exists() && !QDir().mkpath(target))
         return QStringLiteral("cannot create target folder %1").arg(target);
     return QString();
 }
@@ -73,20 +92,20 @@ SyncSummary SyncPass::Run(const QString& source, const QString& target)
     for (const Item& item : items)
         summary.bytesTotal += item.size;
 
-    SyncProgress progress;
-    progress.filesTotal = summary.files;
-    progress.bytesTotal = summary.bytesTotal;
+    _done = SyncProgress();
+    _done.filesTotal = summary.files;
+    _done.bytesTotal = summary.bytesTotal;
     for (const Item& item : items) {
         // Between files, never inside one: a file is either put in place whole or not at all.
         if (_exit.IsCanceling()) {
             summary.interrupted = true;
             break;
         }
+        const qint64 before = _done.bytesDone;
         _SyncFile(source, target, item, summary);
-        ++progress.filesDone;
-        progress.bytesDone += item.size;
-        if (_progress)
-            _progress(progress);
+        // Files compared but not copied count once they are done.
+        ++_done.filesDone;
+        _Read(before + item.size - _done.bytesDone);
     }
 
     // The download companions are gone; their working folders need not stay.
@@ -98,8 +117,8 @@ SyncSummary SyncPass::Run(const QString& source, const QString& target)
     return summary;
 }
 
-void SyncPass::_Collect(const QString& root, const QString& folder, QList<Item>& items,
-                        SyncSummary& summary)
+void SyncPass::_Collect(
+    const QString& root, const QString& folder, QList<Item>& items, SyncSummary& summary)
 {
     const QFileInfoList entries = QDir(folder).entryInfoList(
         QDir::Files | QDir::Dirs | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
@@ -112,8 +131,10 @@ void SyncPass::_Collect(const QString& root, const QString& folder, QList<Item>&
         const QString relative = GeneralUtil::GetSubPath(root, entry.absoluteFilePath());
         if (_matcher.Match(name)) {
             ++summary.excluded;
-            _log.AddAction(action::ItemSkipped, relative, name,
-                           SyncDetails(_log.BuildDetailsXml(actionDetails::ItemExcluded, {relative.toHtmlEscaped()})));
+            if (!_excludedRecorded.contains(relative)) {
+                _excludedRecorded.insert(relative);
+                _Record(action::ItemSkipped, relative, actionDetails::ItemExcluded, { relative });
+            }
             continue;
         }
         if (entry.isDir()) {
@@ -124,18 +145,19 @@ void SyncPass::_Collect(const QString& root, const QString& folder, QList<Item>&
         }
         if (!entry.isFile() && !entry.isSymLink()) {
             // A pipe or a device would block a reader or never end: not content.
-            Item special{relative, 0};
+            Item special { relative, 0 };
             ++summary.files;
-            _Fail(special, QStringLiteral("%1 is not a regular file").arg(entry.absoluteFilePath()), summary);
+            _Fail(special, QStringLiteral("%1 is not a regular file").arg(entry.absoluteFilePath()),
+                summary);
             continue;
         }
         // A dangling link stays in: reading it fails and is recorded with its path.
-        items.append(Item{relative, entry.size()});
+        items.append(Item { relative, entry.size() });
     }
 }
 
-bool SyncPass::_SyncFile(const QString& source, const QString& target, const Item& item,
-                         SyncSummary& summary)
+bool SyncPass::_SyncFile(
+    const QString& source, const QString& target, const Item& item, SyncSummary& summary)
 {
     const QString from = source + QLatin1Char('/') + item.relative;
     const QString to = target + QLatin1Char('/') + item.relative;
@@ -155,9 +177,11 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
         std::future<QString> targetSum;
         const bool alongside = item.size >= kHashAlongsideBytes;
         if (alongside)
-            targetSum = std::async(std::launch::async, [to] { return GeneralUtil::GenerateCheckSumMD5(to); });
+            targetSum = std::async(
+                std::launch::async, [to] { return GeneralUtil::GenerateCheckSumMD5(to); });
         sourceSum = GeneralUtil::GenerateCheckSumMD5(from);
-        const QString existingSum = alongside ? targetSum.get() : GeneralUtil::GenerateCheckSumMD5(to);
+        const QString existingSum
+            = alongside ? targetSum.get() : GeneralUtil::GenerateCheckSumMD5(to);
         if (sourceSum.isEmpty()) {
             _Fail(item, QStringLiteral("cannot read %1").arg(from), summary);
             return false;
@@ -168,24 +192,9 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
         }
     }
 
-    // Written through the download companion first, so that a reader of the
-    // target never sees a half-written file.
-    QFileWrapper targetFile;
-    targetFile.setFileName(to);
-    const std::shared_ptr<sync::interf::IQFileWrapper> companion = targetFile.GetDownloadedTempFile();
-    const QString partial = companion ? companion->fileName() : QString();
-    if (partial.isEmpty()) {
-        _Fail(item, QStringLiteral("no download companion for %1").arg(to), summary);
+    const QString partial = _Companion(to, item, summary);
+    if (partial.isEmpty())
         return false;
-    }
-    const QString workingFolder = QFileInfo(partial).absolutePath();
-    if (!QFileInfo::exists(workingFolder)) {
-        if (!QDir().mkpath(workingFolder)) {
-            _Fail(item, QStringLiteral("cannot create %1").arg(workingFolder), summary);
-            return false;
-        }
-        _workingFolders.append(workingFolder);
-    }
 
     // The companion is written and hashed in one read of the source; what is put
     // in place must be what was compared, or the source changed meanwhile.
@@ -193,8 +202,9 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
     const QString writtenSum = _WriteCompanion(from, partial, &error);
     if (writtenSum.isEmpty() || (!sourceSum.isEmpty() && writtenSum != sourceSum)) {
         QFile::remove(partial);
-        _Fail(item, error.isEmpty() ? QStringLiteral("%1 changed while it was copied").arg(from) : error,
-              summary);
+        _Fail(item,
+            error.isEmpty() ? QStringLiteral("%1 changed while it was copied").arg(from) : error,
+            summary);
         return false;
     }
     if (!GeneralUtil::CopyFile(partial, to, true, true, &error)) {
@@ -205,11 +215,35 @@ bool SyncPass::_SyncFile(const QString& source, const QString& target, const Ite
 
     ++summary.copied;
     summary.bytesCopied += item.size;
-    const QString name = QFileInfo(item.relative).fileName();
-    _log.AddAction(action::FileUploaded, item.relative, name,
-                   SyncDetails(_log.BuildDetailsXml(actionDetails::FileTransferred,
-                                                    {item.relative.toHtmlEscaped(), QString::number(item.size)})));
+    _Record(action::FileUploaded, item.relative, actionDetails::FileTransferred,
+        { item.relative, QString::number(item.size) });
+    if (_copied)
+        _copied(item.relative);
     return true;
+}
+
+QString SyncPass::_Companion(const QString& to, const Item& item, SyncSummary& summary)
+{
+    // Written through the download companion first, so that a reader of the
+    // target never sees a half-written file.
+    QFileWrapper targetFile;
+    targetFile.setFileName(to);
+    const std::shared_ptr<sync::interf::IQFileWrapper> companion
+        = targetFile.GetDownloadedTempFile();
+    const QString partial = companion ? companion->fileName() : QString();
+    if (partial.isEmpty()) {
+        _Fail(item, QStringLiteral("no download companion for %1").arg(to), summary);
+        return QString();
+    }
+    const QString workingFolder = QFileInfo(partial).absolutePath();
+    if (!QFileInfo::exists(workingFolder)) {
+        if (!QDir().mkpath(workingFolder)) {
+            _Fail(item, QStringLiteral("cannot create %1").arg(workingFolder), summary);
+            return QString();
+        }
+        _workingFolders.append(workingFolder);
+    }
+    return partial;
 }
 
 QString SyncPass::_WriteCompanion(const QString& from, const QString& partial, QString* error)
@@ -235,6 +269,7 @@ QString SyncPass::_WriteCompanion(const QString& from, const QString& partial, Q
         if (n == 0)
             break;
         hash.addData(QByteArrayView(buffer.constData(), n));
+        _Read(n);
         if (out.write(buffer.constData(), n) != n) {
             *error = QStringLiteral("cannot write %1: %2").arg(partial, out.errorString());
             return QString();
@@ -251,10 +286,8 @@ void SyncPass::_Fail(const Item& item, const QString& reason, SyncSummary& summa
 {
     ++summary.failed;
     summary.failures.append(QStringLiteral("%1: %2").arg(item.relative, reason));
-    const QString name = QFileInfo(item.relative).fileName();
-    _log.AddAction(action::UploadFailed, item.relative, name,
-                   SyncDetails(_log.BuildDetailsXml(actionDetails::TransferFailed,
-                                                                  {item.relative.toHtmlEscaped(), reason.toHtmlEscaped()})));
+    _Record(action::UploadFailed, item.relative, actionDetails::TransferFailed,
+        { item.relative, reason });
 }
 
 } // namespace tool
