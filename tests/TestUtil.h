@@ -3,9 +3,34 @@
 // Helpers shared by the tests: temporary folders, child processes, files.
 
 #include <QByteArray>
+#include <QFile>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <optional>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <ostream>
+
+// Readable failure messages for Qt's strings.
+inline void PrintTo(const QString& text, std::ostream* os)
+{
+    *os << '"' << text.toStdString() << '"';
+}
+inline void PrintTo(const QByteArray& bytes, std::ostream* os)
+{
+    *os << '"' << bytes.toStdString() << '"';
+}
+inline void PrintTo(const QStringList& list, std::ostream* os)
+{
+    *os << '[' << list.join(QStringLiteral(", ")).toStdString() << ']';
+}
 
 namespace testutil {
 
@@ -27,15 +52,15 @@ private:
 /// Result of a finished child process.
 struct ProcessResult
 {
-    int exitCode = -1;     ///< exit code, or -1 when it did not exit normally
-    int signal = 0;        ///< terminating signal, 0 when it exited
+    int exitCode = -1; ///< exit code, or -1 when it did not exit normally
+    int signal = 0; ///< terminating signal, 0 when it exited
     QByteArray out;
     QByteArray err;
 };
 
 /// Runs a program to completion (timeout in milliseconds) and returns what it did.
 ProcessResult run(const QString& program, const QStringList& args, int timeoutMs = 60000,
-                  const QStringList& extraEnv = {});
+    const QStringList& extraEnv = {});
 
 /// Path of an executable built beside the tests (a test helper or the tool).
 QString builtExecutable(const QString& name);
@@ -45,5 +70,24 @@ QByteArray readFile(const QString& path);
 
 /// True when a program is on PATH.
 bool haveProgram(const QString& name);
+
+/**
+ * Runs @p call on another thread and gives its result when it returns within ten seconds.
+ * A call still blocked then (in an open or a read of the FIFO @p fifo) is set free by
+ * opening the FIFO's other end and closing it again, so that the test always ends; the
+ * result is then empty.
+ */
+template <typename R>
+std::optional<R> returnsPromptly(const std::function<R()>& call, const QString& fifo)
+{
+    std::future<R> done = std::async(std::launch::async, call);
+    if (done.wait_for(std::chrono::seconds(10)) == std::future_status::ready)
+        return done.get();
+    const int fd = ::open(QFile::encodeName(fifo).constData(), O_RDWR | O_NONBLOCK);
+    if (fd >= 0)
+        ::close(fd);
+    done.wait();
+    return std::nullopt;
+}
 
 } // namespace testutil
