@@ -98,9 +98,12 @@ bool GeneralUtil::CopyFile(
     const QFileInfo sourceInfo(source);
     const bool renamed = move && sourceInfo.isFile() && !sourceInfo.isSymLink()
         && !QFileInfo::exists(target) && QFile::rename(source, target);
-    if (!renamed && !sourceFile.copy(target)) {
+    // The copy moves the data inside the kernel and, like QFile::copy, never replaces a
+    // target that is still there.
+    QString copyError;
+    if (!renamed && !platform::CopyFileContent(source, target, &copyError)) {
         // The former target stays under its backup name: never restored, never removed.
-        setError(error, QStringLiteral("Error: %1").arg(sourceFile.errorString().trimmed()));
+        setError(error, QStringLiteral("Error: %1").arg(copyError.trimmed()));
         return false;
     }
 

@@ -68,6 +68,17 @@ KVSYNCCORE_EXPORT bool IsFileHidden(const QString& path);
 /// stands in the place of ".hidden".
 KVSYNCCORE_EXPORT bool SetFileHidden(const QString& path, bool hidden);
 
+/**
+ * Copies the bytes of the regular file @p source (after links) to the new file @p target,
+ * with the source's permission bits. The data moves inside the kernel: a reflink where the
+ * file system shares extents (FICLONE), else copy_file_range(), else a read/write loop
+ * through one fixed buffer. The copy is built unnamed (or under a temporary name) and
+ * linked in as @p target only when complete, and never over an existing @p target. On
+ * failure returns false with the system's error text in @p error, leaving no file behind.
+ */
+KVSYNCCORE_EXPORT bool CopyFileContent(const QString& source, const QString& target,
+                                       QString* error);
+
 /// Opens @p path for reading when it is, after links, a regular file: a descriptor for
 /// ReadFile() and CloseFile(), or -1 for anything else (missing, a folder, a FIFO, a
 /// device). Never blocks in the open. The kernel is told that reading is sequential.

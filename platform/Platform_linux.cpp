@@ -13,9 +13,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 #include <fcntl.h>
 #include <link.h>
@@ -335,6 +337,108 @@ bool SetFileHidden(const QString& path, bool hidden)
         updated = lines.join('\n');
     }
     return replaceHiddenList(dir.fd, updated, status);
+}
+
+namespace {
+
+// Moves all remaining bytes from @p in to @p out, at their current offsets.
+bool copyBytes(int in, int out)
+{
+    if (::ioctl(out, FICLONE, in) == 0)
+        return true; // the file system shares the extents: nothing to copy
+    // In the kernel, page cache to page cache; also fails over to the loop below where the
+    // file systems differ or a file (one of /proc, say) reports no size.
+    for (qint64 copied = 0;;) {
+        const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, size_t(1) << 30, 0);
+        if (n > 0) {
+            copied += n;
+            continue;
+        }
+        if (n == 0 && copied > 0)
+            return true;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && copied > 0)
+            return false;
+        break; // nothing moved yet: the loop below starts from the same offsets
+    }
+    constexpr size_t bufferBytes = 256 * 1024;
+    std::unique_ptr<char[]> buffer(new char[bufferBytes]);
+    for (;;) {
+        const ssize_t n = ::read(in, buffer.get(), bufferBytes);
+        if (n == 0)
+            return true;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 || !writeAll(out, QByteArray::fromRawData(buffer.get(), qsizetype(n))))
+            return false;
+    }
+}
+
+} // namespace
+
+bool CopyFileContent(const QString& source, const QString& target, QString* error)
+{
+    const auto fail = [error](int errorNumber) {
+        if (error)
+            *error = ErrorText(errorNumber);
+        return false;
+    };
+    // Non-blocking open: a FIFO must not hold the copy up before it is refused.
+    const Descriptor in(openForProbe(source, O_RDONLY));
+    if (in.fd < 0)
+        return fail(errno);
+    struct stat status;
+    if (::fstat(in.fd, &status) != 0)
+        return fail(errno);
+    if (!S_ISREG(status.st_mode))
+        return fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    ::fcntl(in.fd, F_SETFL, ::fcntl(in.fd, F_GETFL) & ~O_NONBLOCK);
+
+    const QFileInfo targetInfo(target);
+    const QByteArray folder = QFile::encodeName(targetInfo.absolutePath());
+    const QByteArray name = QFile::encodeName(targetInfo.absoluteFilePath());
+    const mode_t mode = status.st_mode & 07777;
+
+    // Unnamed until complete, then linked in; link() never replaces an existing target.
+    Descriptor out(::open(folder.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+    if (out.fd >= 0) {
+        if (!copyBytes(in.fd, out.fd) || ::fchmod(out.fd, mode) != 0)
+            return fail(errno);
+        const QByteArray self = "/proc/self/fd/" + QByteArray::number(out.fd);
+        if (::linkat(AT_FDCWD, self.constData(), AT_FDCWD, name.constData(), AT_SYMLINK_FOLLOW)
+            != 0)
+            return fail(errno);
+        return true;
+    }
+    if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)
+        return fail(errno);
+
+    // A file system without unnamed files: a temporary name beside the target.
+    QByteArray temporary;
+    for (int attempt = 0; out.fd < 0 && attempt < 100; ++attempt) {
+        temporary = folder + "/." + QFile::encodeName(targetInfo.fileName()) + ".copy-"
+            + QByteArray::number(QRandomGenerator::global()->generate64(), 36);
+        out.fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (out.fd < 0 && errno != EEXIST)
+            return fail(errno);
+    }
+    if (out.fd < 0)
+        return fail(EEXIST);
+    bool ok = copyBytes(in.fd, out.fd) && ::fchmod(out.fd, mode) == 0;
+    if (ok && ::renameat2(AT_FDCWD, temporary.constData(), AT_FDCWD, name.constData(),
+                          RENAME_NOREPLACE)
+            != 0) {
+        // No such flag on this file system: a hard link refuses an existing target too.
+        ok = (errno == EINVAL || errno == ENOSYS) && ::link(temporary.constData(), name.constData()) == 0
+            && ::unlink(temporary.constData()) == 0;
+    }
+    const int errorNumber = errno;
+    if (!ok) {
+        ::unlink(temporary.constData());
+        return fail(errorNumber);
+    }
+    return true;
 }
 
 int OpenRegularFileForReading(const QString& path)

@@ -219,6 +219,38 @@ TEST_F(Files, CopyFileMovesByRenameButCopiesWhatALinkPointsTo)
     EXPECT_EQ(contents(), (QStringList { "linked=through a link", "t=data", "u=through a link" }));
 }
 
+TEST_F(Files, CopyFileCopiesEveryByteWithItsPermissionsAndRefusesAFifo)
+{
+    QByteArray big; // several copy chunks, none repeating another
+    for (int i = 0; big.size() < 3 * 1024 * 1024 + 123; ++i)
+        big += QByteArray::number(i * 7919);
+    const QString source = dir.write("big", big);
+    ASSERT_EQ(::chmod(QFile::encodeName(source).constData(), 0750), 0);
+    QString error;
+    ASSERT_TRUE(GeneralUtil::CopyFile(source, path("out/big"), false, false, &error))
+        << error.toStdString();
+    EXPECT_TRUE(testutil::readFile(path("out/big")) == big);
+    struct stat st = {};
+    ASSERT_EQ(::stat(QFile::encodeName(path("out/big")).constData(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0750u);
+    // A file of /proc reports no size, yet has content.
+    ASSERT_TRUE(GeneralUtil::CopyFile("/proc/self/status", path("status"), false, false, &error));
+    EXPECT_TRUE(testutil::readFile(path("status")).startsWith("Name:"));
+
+    const QString fifo = path("fifo");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0644), 0);
+    EXPECT_EQ(testutil::returnsPromptly<bool>(
+                  [&] { return GeneralUtil::CopyFile(fifo, path("copy"), false, false, &error); },
+                  fifo),
+        false);
+    EXPECT_TRUE(error.startsWith("Error: ")) << error.toStdString();
+    QFile::remove(fifo);
+    QFile::remove(path("status"));
+    QFile::remove(source);
+    EXPECT_EQ(contents(), QStringList { "out/big=" + QString::fromUtf8(big) })
+        << "nothing else, no temporary file";
+}
+
 // ---------------------------------------------------------------------------
 // GetUniqueFile
 // ---------------------------------------------------------------------------
