@@ -426,11 +426,13 @@ bool CopyFileContent(const QString& source, const QString& target, QString* erro
     if (out.fd < 0)
         return fail(EEXIST);
     bool ok = copyBytes(in.fd, out.fd) && ::fchmod(out.fd, mode) == 0;
-    if (ok && ::renameat2(AT_FDCWD, temporary.constData(), AT_FDCWD, name.constData(),
-                          RENAME_NOREPLACE)
+    if (ok
+        && ::renameat2(
+               AT_FDCWD, temporary.constData(), AT_FDCWD, name.constData(), RENAME_NOREPLACE)
             != 0) {
         // No such flag on this file system: a hard link refuses an existing target too.
-        ok = (errno == EINVAL || errno == ENOSYS) && ::link(temporary.constData(), name.constData()) == 0
+        ok = (errno == EINVAL || errno == ENOSYS)
+            && ::link(temporary.constData(), name.constData()) == 0
             && ::unlink(temporary.constData()) == 0;
     }
     const int errorNumber = errno;

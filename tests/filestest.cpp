@@ -239,9 +239,9 @@ TEST_F(Files, CopyFileCopiesEveryByteWithItsPermissionsAndRefusesAFifo)
 
     const QString fifo = path("fifo");
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0644), 0);
-    EXPECT_EQ(testutil::returnsPromptly<bool>(
-                  [&] { return GeneralUtil::CopyFile(fifo, path("copy"), false, false, &error); },
-                  fifo),
+    EXPECT_EQ(
+        testutil::returnsPromptly<bool>(
+            [&] { return GeneralUtil::CopyFile(fifo, path("copy"), false, false, &error); }, fifo),
         false);
     EXPECT_TRUE(error.startsWith("Error: ")) << error.toStdString();
     QFile::remove(fifo);

@@ -329,16 +329,27 @@ TEST(Locations, FoldersWithoutHomeUseThePasswordDatabase)
     const passwd* entry = ::getpwuid(::geteuid());
     ASSERT_TRUE(entry && entry->pw_dir);
     const QString home = QFile::decodeName(entry->pw_dir);
-    QProcess helper;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove("HOME");
-    env.remove("XDG_CONFIG_HOME");
-    helper.setProcessEnvironment(env);
-    helper.start(helperPath(), { "home" });
-    ASSERT_TRUE(helper.waitForFinished(30000));
-    EXPECT_EQ(QString::fromUtf8(helper.readAllStandardOutput()),
-        QString("desktop=%1/Desktop\nautostart=%1/.config/autostart\n")
-            .arg(home == "/" ? QString() : home));
+    // Also with an entry larger than the size hint, whose lookup fails with ERANGE until
+    // the buffer is large enough.
+    for (const bool largeEntry : { false, true }) {
+        QProcess helper;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.remove("HOME");
+        env.remove("XDG_CONFIG_HOME");
+        if (largeEntry) {
+            env.insert("LD_PRELOAD", testutil::builtExecutable("libpwentryshim.so"));
+            // The sanitizer runtime would insist on coming first.
+            env.insert("ASAN_OPTIONS",
+                env.value("ASAN_OPTIONS") + QStringLiteral(":verify_asan_link_order=0"));
+        }
+        helper.setProcessEnvironment(env);
+        helper.start(helperPath(), { "home" });
+        ASSERT_TRUE(helper.waitForFinished(30000));
+        EXPECT_EQ(QString::fromUtf8(helper.readAllStandardOutput()),
+            QString("desktop=%1/Desktop\nautostart=%1/.config/autostart\n")
+                .arg(home == "/" ? QString() : home))
+            << "large entry: " << largeEntry << helper.readAllStandardError().toStdString();
+    }
 }
 
 // --- autostart entries ---------------------------------------------------------------
