@@ -223,7 +223,7 @@ TEST_F(Files, CopyFileCopiesEveryByteWithItsPermissionsAndRefusesAFifo)
 {
     QByteArray big; // several copy chunks, none repeating another
     for (int i = 0; big.size() < 3 * 1024 * 1024 + 123; ++i)
-        big += QByteArray::number(i * 7919);
+        big += QByteArray::number(qint64(i) * 7919);
     const QString source = dir.write("big", big);
     ASSERT_EQ(::chmod(QFile::encodeName(source).constData(), 0750), 0);
     QString error;

@@ -48,23 +48,24 @@ QStringList exercise(const QString& folder)
 }
 
 // A tree of everything a synced folder may hold: files, folders, hidden entries, valid,
-// dangling and looping links, unreadable entries and a FIFO.
+// dangling and looping links, unreadable entries and a FIFO; in a folder of its own, so
+// that even ".." keeps its times while the test runs.
 void makeTree(const testutil::TempDir& dir)
 {
-    dir.write("file.txt", "content");
-    dir.write(".hidden.txt", "h");
-    dir.write("folder/inner.txt", "inner");
-    dir.write(".hidden-folder/x", "x");
-    dir.write("unreadable.txt", "secret");
-    QDir().mkpath(dir.filePath("unreadable-folder/sub"));
-    QFile::link("file.txt", dir.filePath("link-to-file"));
-    QFile::link(dir.filePath("folder"), dir.filePath("link-to-folder"));
-    QFile::link("nowhere", dir.filePath("dangling"));
-    QFile::link("loop-b", dir.filePath("loop-a"));
-    QFile::link("loop-a", dir.filePath("loop-b"));
-    ::mkfifo(QFile::encodeName(dir.filePath("fifo")).constData(), 0644);
-    QFile::setPermissions(dir.filePath("unreadable.txt"), QFileDevice::WriteOwner);
-    QFile::setPermissions(dir.filePath("unreadable-folder"), QFileDevice::WriteOwner);
+    dir.write("tree/file.txt", "content");
+    dir.write("tree/.hidden.txt", "h");
+    dir.write("tree/folder/inner.txt", "inner");
+    dir.write("tree/.hidden-folder/x", "x");
+    dir.write("tree/unreadable.txt", "secret");
+    QDir().mkpath(dir.filePath("tree/unreadable-folder/sub"));
+    QFile::link("file.txt", dir.filePath("tree/link-to-file"));
+    QFile::link(dir.filePath("tree/folder"), dir.filePath("tree/link-to-folder"));
+    QFile::link("nowhere", dir.filePath("tree/dangling"));
+    QFile::link("loop-b", dir.filePath("tree/loop-a"));
+    QFile::link("loop-a", dir.filePath("tree/loop-b"));
+    ::mkfifo(QFile::encodeName(dir.filePath("tree/fifo")).constData(), 0644);
+    QFile::setPermissions(dir.filePath("tree/unreadable.txt"), QFileDevice::WriteOwner);
+    QFile::setPermissions(dir.filePath("tree/unreadable-folder"), QFileDevice::WriteOwner);
 }
 
 QString describeInfo(const QFileInfo& i, const QString& root)
@@ -176,15 +177,16 @@ TEST(QSharingFileEngine, ReportsEveryEntryOfAHostileTreeAsTheNativeEngine)
 {
     testutil::TempDir dir;
     makeTree(dir);
-    const QStringList native = describeTree(dir.path());
+    const QString root = dir.filePath("tree");
+    const QStringList native = describeTree(root);
     QStringList shared;
     {
         QSharingFileEngineHandler handler;
-        shared = describeTree(dir.path());
+        shared = describeTree(root);
     }
     ASSERT_EQ(shared.size(), native.size());
     for (int i = 0; i < native.size(); ++i)
         EXPECT_EQ(shared.at(i), native.at(i));
-    QFile::setPermissions(dir.filePath("unreadable-folder"),
+    QFile::setPermissions(dir.filePath("tree/unreadable-folder"),
         QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
