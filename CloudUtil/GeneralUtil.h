@@ -18,8 +18,9 @@ namespace CloudUtil {
  * durations, sizes and enumeration names, application locations and processes.
  *
  * Holds only static operations; every operation runs on the caller's thread.
- * Failures are plain results (false, an empty string or list, -1), often with
- * a log line. The implementation is split by topic over GeneralUtil_paths.cpp,
+ * Failures are plain results (false, an empty string or list, -1); the
+ * locations, processes and file operations write no log lines. The
+ * implementation is split by topic over GeneralUtil_paths.cpp,
  * GeneralUtil_files.cpp, GeneralUtil_values.cpp and GeneralUtil_locations.cpp.
  */
 class KVSYNCCORE_EXPORT GeneralUtil
@@ -70,8 +71,8 @@ public:
      * need not exist; a relative @p base is taken from the current folder when
      * @p baseIsFile.
      */
-    static QString RelativeToAbsolutePath(const QString& path, const QString& base,
-                                          bool baseIsFile);
+    static QString RelativeToAbsolutePath(
+        const QString& path, const QString& base, bool baseIsFile);
 
     /**
      * @brief Form of the absolute @p path relative to @p base (or to the folder
@@ -80,8 +81,8 @@ public:
      * A relative @p path is returned cleaned, as it is already relative. @p base
      * need not exist. This comparison follows the file system's case rules.
      */
-    static QString AbsoluteToRelativePath(const QString& path, const QString& base,
-                                          bool baseIsFile);
+    static QString AbsoluteToRelativePath(
+        const QString& path, const QString& base, bool baseIsFile);
 
     /**
      * @brief True when @p child lies strictly below @p parent (case-insensitive).
@@ -166,8 +167,7 @@ public:
      * A moved source has its permissions replaced by others-may-write (0002) before it is
      * removed; if the removal fails the source stays with those permissions.
      */
-    static bool CopyFile(QString source, QString target, bool move, bool overwrite,
-                         QString* error);
+    static bool CopyFile(QString source, QString target, bool move, bool overwrite, QString* error);
 
     /**
      * @brief The first name derived from @p path that no file uses yet.
@@ -181,8 +181,7 @@ public:
      * is empty at once (every later candidate would be the same name).
      */
     static QString GetUniqueFile(const QString& path, const QString& pattern,
-                                 const QString& firstSuffix, bool suffixAfterName,
-                                 int startIndex);
+        const QString& firstSuffix, bool suffixAfterName, int startIndex);
 
     /// GetUniqueFile(path, pattern, "", true, 2): the first alternative of 'a.txt' with
     /// "_%1" is 'a_2.txt' (kept on purpose: 2, not 1).
@@ -198,7 +197,7 @@ public:
      * when that is free, else one candidate "<name><separator>%<separator><ext>", else empty.
      */
     static QString GetUniqueFile(const QString& folder, const QString& name,
-                                 const QString& extension, const QString& separator);
+        const QString& extension, const QString& separator);
 
     /**
      * @brief Absolute paths of the entries of @p folder whose names match @p nameFilter.
@@ -210,8 +209,8 @@ public:
      *        sub-folders themselves are listed only when @p filters asks for directories.
      * Unsorted. Symbolic links to folders are followed.
      */
-    static QStringList GetFiles(QString folder, QString nameFilter, QDir::Filters filters,
-                                bool recursive);
+    static QStringList GetFiles(
+        QString folder, QString nameFilter, QDir::Filters filters, bool recursive);
 
     /**
      * @brief Deletes what GetFiles() lists, then every folder of the tree left empty.
@@ -220,8 +219,8 @@ public:
      * (and when there was nothing to remove); false for an empty @p folder. The removal of
      * the emptied folders, including @p folder itself, does not change the result.
      */
-    static bool DeleteFiles(const QString& folder, const QString& nameFilter,
-                            QDir::Filters filters, bool recursive);
+    static bool DeleteFiles(
+        const QString& folder, const QString& nameFilter, QDir::Filters filters, bool recursive);
 
     /**
      * @brief Removes the empty folders of a tree bottom-up, @p folder itself last.
@@ -276,19 +275,20 @@ public:
      *        path in @p defaultFolder all the same (a place to create the file), but the
      *        result is still false.
      */
-    static bool SearchFile(QString fileName, const QStringList& folders, QString& foundPath,
-                           QString defaultFolder);
+    static bool SearchFile(
+        QString fileName, const QStringList& folders, QString& foundPath, QString defaultFolder);
 
     /// @p path with every symbolic link along it resolved and cleaned; a missing tail is
     /// kept as written. Relative paths are resolved against the working folder.
     static QString GetSymbolicLinkTarget(const QString& path);
 
     /// MD5 of a file's content as 32 lower-case hex digits, read in 32 KiB chunks (memory
-    /// stays flat for any size); empty when the file cannot be opened.
+    /// stays flat for any size). Empty when the path is not a regular file after links (a
+    /// FIFO or device is refused at once, never waited on), cannot be opened, or a read
+    /// fails part-way: never the digest of a part of the file.
     static QString GenerateCheckSumMD5(const QString& path);
 
-    /// The same digest as GenerateCheckSumMD5(), as bytes, reading the whole file into
-    /// memory at once; empty when the file cannot be opened.
+    /// The same digest as GenerateCheckSumMD5(), as bytes, with the same failures (empty).
     static QByteArray GetFileHash(const QString& path);
 
     /// MD5 of the UTF-8 bytes of @p text as lower-case hex digits.
@@ -298,7 +298,10 @@ public:
      * @brief Shows or hides @p path in file managers (the freedesktop ".hidden" list).
      *
      * False when the path does not exist or the flag cannot be set; a name starting with
-     * "." cannot be made visible.
+     * "." cannot be made visible. Safe against concurrent callers in any thread or process
+     * (the folder is locked while its list changes) and against a hostile folder: a link,
+     * FIFO or device in the place of ".hidden" is never followed or opened, and the call
+     * returns false without changing anything.
      */
     static bool SetFileVisibility(const QString& path, bool visible);
 
@@ -331,8 +334,8 @@ public:
      * Kept on purpose: the "T" is required, so a date-only duration ("P3D")
      * gives false; the server writes "P3DT".
      */
-    static bool ParseDuration(const QString& text, int& years, int& months, int& days,
-                              int& hours, int& minutes, double& seconds);
+    static bool ParseDuration(const QString& text, int& years, int& months, int& days, int& hours,
+        int& minutes, double& seconds);
 
     /**
      * @brief An ISO 8601 duration as one number of seconds (0 and false on failure).
@@ -375,8 +378,7 @@ public:
      * contributes to a flag name; a row of several bits contributes whenever one
      * of them is set.
      */
-    static QString EnumValueToName(int value, const EnumValueName* table, int count,
-                                   bool isFlags);
+    static QString EnumValueToName(int value, const EnumValueName* table, int count, bool isFlags);
 
     /**
      * @brief The value named @p name in @p table (case-insensitive); for flags,
@@ -386,8 +388,8 @@ public:
      * trimmed ("Read, write"). Callers treat -1 as unknown although it is also
      * a legal mask.
      */
-    static int EnumNameToValue(const QString& name, const EnumValueName* table, int count,
-                               bool isFlags);
+    static int EnumNameToValue(
+        const QString& name, const EnumValueName* table, int count, bool isFlags);
 
     /// Every name of @p table in table order; empty for a null table or a count below 1.
     static QStringList GetEnumNames(const EnumValueName* table, int count);
@@ -446,7 +448,8 @@ public:
      * @brief Absolute, cleaned path of the running executable.
      *
      * With a QCoreApplication object, its applicationFilePath() (an empty
-     * answer stays empty); without one, the target of /proc/self/exe.
+     * answer stays empty); without one, the target of /proc/self/exe, without the
+     * " (deleted)" that the kernel adds once the file was removed or replaced.
      */
     static QString GetAppFilePath();
     /// Folder of GetAppFilePath(); "" when that is empty.
@@ -534,8 +537,8 @@ public:
      * GetAppDirPath(). Only that one locale name is tried (no fallback to the
      * language alone).
      */
-    static QString FindLocaleFile(const QString& fileName, const QString& searchFolders,
-                                  const QString& localeName);
+    static QString FindLocaleFile(
+        const QString& fileName, const QString& searchFolders, const QString& localeName);
 
     // Processes and system.
 
@@ -543,12 +546,14 @@ public:
      * @brief Starts the executable @p path with @p arguments, detached from this process.
      *
      * Returns false without starting anything when no file exists at @p path,
-     * and false (with a log line) when the system refuses to start it. The new
+     * and false when the system refuses to start it (no log line: the result is the
+     * whole report). The child's standard input is /dev/null. The new
      * process is not a child of this one: it is never left as a zombie, and
      * WaitForProcessToQuit() cannot follow it.
      */
     static bool LaunchProcess(QString path, QStringList arguments);
-    /// True when a process with that id exists and is not a zombie. @p name is not used.
+    /// True when a process with that id exists and is not a zombie; false for the id of a
+    /// thread that is not a process. @p name is not used.
     static bool IsProcessRunning(const qint64& pid, QString name);
     /**
      * @brief Polls a child process once a second, @p seconds times; true when it has ended.
@@ -566,10 +571,16 @@ public:
      * @p appUrl is a file URL text or a plain path of the executable. Entries
      * live in $XDG_CONFIG_HOME/autostart (by default ~/.config/autostart).
      * Enabling writes "<name>.desktop" (name: the executable's file name
-     * without its last suffix) and returns whether it was written. Disabling
-     * removes every entry of that folder whose Exec program is that path or
-     * whose Name is that name, both compared case-insensitively, and returns
-     * whether any entry was removed. False for an empty or unusable URL.
+     * without its last suffix), or updates it when it already starts this
+     * application; it never replaces an entry that starts another program (or
+     * a link), and then uses the first free "<name>-N.desktop" instead. It
+     * returns whether the entry was written. Disabling removes every entry of
+     * that folder whose Exec program is this application (the same file, or
+     * the same path apart from case when it cannot be resolved), and an entry
+     * whose Name is that name (case-insensitively) only when its own program
+     * cannot be resolved; never an entry that starts another program. It
+     * returns whether any entry was removed. False for an empty or unusable
+     * URL. Writes no log lines.
      */
     static bool BundleAppLaunchOnStartup(bool enable, const QString& appUrl);
     /// BundleAppLaunchOnStartup() for this process's own executable.
@@ -594,7 +605,6 @@ public:
     /// Crashes the process on purpose by writing "here we die!" to a null address, so that
     /// crash reporting can be exercised. Never returns.
     [[noreturn]] static void Crash();
-
 
     // (end of application locations and processes)
 };

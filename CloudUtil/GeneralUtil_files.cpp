@@ -3,6 +3,7 @@
 
 #include "CloudUtil/GeneralUtil.h"
 
+#include "Sync/SyncCore/FileDigest_p.h"
 #include "platform/Platform.h"
 
 #include <QCryptographicHash>
@@ -45,8 +46,8 @@ QDir::Filters subFolderFilters(QDir::Filters filters)
 
 } // namespace
 
-bool GeneralUtil::CopyFile(QString source, QString target, bool move, bool overwrite,
-                           QString* error)
+bool GeneralUtil::CopyFile(
+    QString source, QString target, bool move, bool overwrite, QString* error)
 {
     if (source.isEmpty() || target.isEmpty())
         return false;
@@ -83,8 +84,8 @@ bool GeneralUtil::CopyFile(QString source, QString target, bool move, bool overw
         } else {
             // The copy below then fails on the existing target and says so.
             setError(error,
-                     QStringLiteral("Failed to rename existing file %1 to temp file %2. Error: %3")
-                         .arg(target, candidate, existing.errorString().trimmed()));
+                QStringLiteral("Failed to rename existing file %1 to temp file %2. Error: %3")
+                    .arg(target, candidate, existing.errorString().trimmed()));
         }
     }
 
@@ -97,9 +98,12 @@ bool GeneralUtil::CopyFile(QString source, QString target, bool move, bool overw
     const QFileInfo sourceInfo(source);
     const bool renamed = move && sourceInfo.isFile() && !sourceInfo.isSymLink()
         && !QFileInfo::exists(target) && QFile::rename(source, target);
-    if (!renamed && !sourceFile.copy(target)) {
+    // The copy moves the data inside the kernel and, like QFile::copy, never replaces a
+    // target that is still there.
+    QString copyError;
+    if (!renamed && !platform::CopyFileContent(source, target, &copyError)) {
         // The former target stays under its backup name: never restored, never removed.
-        setError(error, QStringLiteral("Error: %1").arg(sourceFile.errorString().trimmed()));
+        setError(error, QStringLiteral("Error: %1").arg(copyError.trimmed()));
         return false;
     }
 
@@ -108,9 +112,9 @@ bool GeneralUtil::CopyFile(QString source, QString target, bool move, bool overw
         sourceFile.setPermissions(QFileDevice::WriteOther);
         if (!sourceFile.remove()) {
             setError(error,
-                     QStringLiteral("Failed to delete source file %1 after copying it to target "
-                                    "for move operation. Error: %2")
-                         .arg(source, sourceFile.errorString().trimmed()));
+                QStringLiteral("Failed to delete source file %1 after copying it to target "
+                               "for move operation. Error: %2")
+                    .arg(source, sourceFile.errorString().trimmed()));
             return false;
         }
     }
@@ -119,16 +123,16 @@ bool GeneralUtil::CopyFile(QString source, QString target, bool move, bool overw
         makeWritable(backup);
         QFile backupFile(backup);
         if (!backupFile.remove()) {
-            setError(error, QStringLiteral("Failed to delete temp file %1. Error: %2")
-                                .arg(backup, backupFile.errorString().trimmed()));
+            setError(error,
+                QStringLiteral("Failed to delete temp file %1. Error: %2")
+                    .arg(backup, backupFile.errorString().trimmed()));
         }
     }
     return true;
 }
 
 QString GeneralUtil::GetUniqueFile(const QString& path, const QString& pattern,
-                                   const QString& firstSuffix, bool suffixAfterName,
-                                   int startIndex)
+    const QString& firstSuffix, bool suffixAfterName, int startIndex)
 {
     if (path.isEmpty())
         return path;
@@ -153,9 +157,9 @@ QString GeneralUtil::GetUniqueFile(const QString& path, const QString& pattern,
             suffixText = QString(numbering).replace(marker, QString::number(counter));
             ++counter;
         }
-        const QString candidate = (suffixAfterName
-                                       ? QStringLiteral("%1/%2%3").arg(folder, base, suffixText)
-                                       : QStringLiteral("%1/%3%2").arg(folder, base, suffixText))
+        const QString candidate
+            = (suffixAfterName ? QStringLiteral("%1/%2%3").arg(folder, base, suffixText)
+                               : QStringLiteral("%1/%3%2").arg(folder, base, suffixText))
             + extension;
         if (!QFileInfo::exists(candidate))
             return candidate;
@@ -171,8 +175,8 @@ QString GeneralUtil::GetUniqueFile(const QString& path, const QString& pattern)
     return GetUniqueFile(path, pattern, QString(), true, 2);
 }
 
-QString GeneralUtil::GetUniqueFile(const QString& folder, const QString& name,
-                                   const QString& extension, const QString& separator)
+QString GeneralUtil::GetUniqueFile(
+    const QString& folder, const QString& name, const QString& extension, const QString& separator)
 {
     const QString dir = folder.isEmpty() ? QDir::tempPath() : folder;
     QString baseName = name.isEmpty() ? QStringLiteral("Temp") : name;
@@ -192,8 +196,8 @@ QString GeneralUtil::GetUniqueFile(const QString& folder, const QString& name,
     return GetUniqueFile(path, pattern, QString(), true, 1);
 }
 
-QStringList GeneralUtil::GetFiles(QString folder, QString nameFilter, QDir::Filters filters,
-                                  bool recursive)
+QStringList GeneralUtil::GetFiles(
+    QString folder, QString nameFilter, QDir::Filters filters, bool recursive)
 {
     if (nameFilter.isEmpty() && !QFileInfo(folder).isDir()) {
         const QFileInfo file(folder);
@@ -206,8 +210,8 @@ QStringList GeneralUtil::GetFiles(QString folder, QString nameFilter, QDir::Filt
 
     // Qt's "no filter" (-1) is taken like 0: a caller who asks for nothing gets files.
     const bool noFilter = filters == QDir::Filters() || filters == QDir::NoFilter;
-    QDir::Filters entryFilters = (noFilter ? QDir::Filters(QDir::Files) : filters)
-        | QDir::NoDotAndDotDot;
+    QDir::Filters entryFilters
+        = (noFilter ? QDir::Filters(QDir::Files) : filters) | QDir::NoDotAndDotDot;
     if (recursive)
         entryFilters &= ~kDirectoryFlags;
 
@@ -220,8 +224,8 @@ QStringList GeneralUtil::GetFiles(QString folder, QString nameFilter, QDir::Filt
         return result;
 
     const bool wantsDirectories = !noFilter && (filters & kDirectoryFlags);
-    const QFileInfoList subFolders = dir.entryInfoList(subFolderFilters(noFilter ? QDir::Filters() : filters),
-                                                       QDir::NoSort);
+    const QFileInfoList subFolders
+        = dir.entryInfoList(subFolderFilters(noFilter ? QDir::Filters() : filters), QDir::NoSort);
     for (const QFileInfo& sub : subFolders) {
         if (wantsDirectories)
             result << sub.absoluteFilePath();
@@ -230,8 +234,8 @@ QStringList GeneralUtil::GetFiles(QString folder, QString nameFilter, QDir::Filt
     return result;
 }
 
-bool GeneralUtil::DeleteFiles(const QString& folder, const QString& nameFilter,
-                              QDir::Filters filters, bool recursive)
+bool GeneralUtil::DeleteFiles(
+    const QString& folder, const QString& nameFilter, QDir::Filters filters, bool recursive)
 {
     if (folder.isEmpty())
         return false;
@@ -253,8 +257,8 @@ bool GeneralUtil::DeleteEmptyDirectories(const QString& folder, QDir::Filters fi
     if (dir.isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot))
         return QDir().rmdir(folder);
     const bool noFilter = filters == QDir::NoFilter;
-    const QFileInfoList subFolders = dir.entryInfoList(
-        subFolderFilters(noFilter ? QDir::Filters() : filters), QDir::NoSort);
+    const QFileInfoList subFolders
+        = dir.entryInfoList(subFolderFilters(noFilter ? QDir::Filters() : filters), QDir::NoSort);
     for (const QFileInfo& sub : subFolders) {
         if (sub.isDir())
             DeleteEmptyDirectories(sub.absoluteFilePath(), filters);
@@ -269,10 +273,9 @@ bool GeneralUtil::RemoveDirAndSubDirs(const QString& folder)
     if (!root.exists() || !root.isDir())
         return false;
     const QDir dir(folder);
-    const QFileInfoList entries =
-        dir.entryInfoList(QDir::Files | QDir::Hidden | QDir::System | QDir::AllDirs
-                              | QDir::NoDotAndDotDot,
-                          QDir::DirsFirst);
+    const QFileInfoList entries = dir.entryInfoList(
+        QDir::Files | QDir::Hidden | QDir::System | QDir::AllDirs | QDir::NoDotAndDotDot,
+        QDir::DirsFirst);
     for (const QFileInfo& entry : entries) {
         // A link to a folder is removed as a link: what it points to is not ours to delete.
         const bool ok = (entry.isDir() && !entry.isSymLink())
@@ -352,8 +355,8 @@ bool GeneralUtil::IsFileLockedForWrite(const QString& path)
     return platform::IsFileLockedByOther(expanded);
 }
 
-bool GeneralUtil::SearchFile(QString fileName, const QStringList& folders, QString& foundPath,
-                             QString defaultFolder)
+bool GeneralUtil::SearchFile(
+    QString fileName, const QStringList& folders, QString& foundPath, QString defaultFolder)
 {
     foundPath.clear();
     for (const QString& folder : folders) {
@@ -379,24 +382,13 @@ QString GeneralUtil::GetSymbolicLinkTarget(const QString& path)
 
 QString GeneralUtil::GenerateCheckSumMD5(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
-    QCryptographicHash hash(QCryptographicHash::Md5);
-    constexpr qint64 chunkSize = 32768;
-    char chunk[chunkSize];
-    qint64 read;
-    while ((read = file.read(chunk, chunkSize)) > 0)
-        hash.addData(QByteArrayView(chunk, read));
-    return QString::fromLatin1(hash.result().toHex());
+    return QString::fromLatin1(sync::core::FileDigestHex(path, sync::core::DigestAlgorithm::Md5));
 }
 
 QByteArray GeneralUtil::GetFileHash(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Md5).toHex();
+    // Streamed like GenerateCheckSumMD5: the same digest without holding the file in memory.
+    return sync::core::FileDigestHex(path, sync::core::DigestAlgorithm::Md5);
 }
 
 QByteArray GeneralUtil::GetHash(const QString& text)

@@ -3,7 +3,6 @@
 // for processes, autostart entries and the user-agent texts.
 
 #include "CloudUtil/GeneralUtil.h"
-#include "Sync/SyncCore/Logger_p.h"
 
 #include "platform/Platform.h"
 
@@ -19,16 +18,12 @@
 #include <QTextStream>
 #include <QUrl>
 
-#include <log4cplus/loggingmacros.h>
-
 #include <algorithm>
 
 namespace Tessaron {
 namespace CloudUtil {
 
 namespace {
-
-SYNCCORE_LOGGER(logger, "SyncCore")
 
 struct CompanionNames
 {
@@ -266,14 +261,60 @@ QString executableFromUrl(const QString& appUrl)
     return GeneralUtil::CleanPath(QFileInfo(path).absoluteFilePath());
 }
 
+// The file that an Exec program names, after PATH lookup of a bare name and with every
+// link followed; "" when it cannot be resolved.
+QString resolveProgram(const QString& program)
+{
+    if (program.isEmpty())
+        return QString();
+    const QString path
+        = program.contains(QLatin1Char('/')) ? program : QStandardPaths::findExecutable(program);
+    return path.isEmpty() ? QString() : QFileInfo(path).canonicalFilePath();
+}
+
+enum class EntryProgram { Ours, Unresolved, Other };
+
+// Whom an entry starts. A program that cannot be resolved is ours when its path is ours
+// apart from case (the comparison of the platforms this client came from); one that can be
+// resolved is ours only when it is the same file.
+EntryProgram entryProgram(const DesktopEntry& entry, const QString& program)
+{
+    const QString resolved = resolveProgram(entry.program);
+    if (resolved.isEmpty()) {
+        return !entry.program.isEmpty() && entry.program.compare(program, Qt::CaseInsensitive) == 0
+            ? EntryProgram::Ours
+            : EntryProgram::Unresolved;
+    }
+    if (entry.program == program || resolved == resolveProgram(program))
+        return EntryProgram::Ours;
+    return EntryProgram::Other;
+}
+
+// A file name for our entry: "<name>.desktop" unless that holds something other than our
+// own entry (another program's, a link, a folder), then "<name>-2.desktop" and so on.
+QString autostartFileFor(const QString& folder, const QString& name, const QString& program)
+{
+    for (int i = 1; i < 1000; ++i) {
+        const QString path = folder + QLatin1Char('/') + name
+            + (i == 1 ? QString() : QStringLiteral("-%1").arg(i)) + QStringLiteral(".desktop");
+        const QFileInfo info(path);
+        if (!info.exists() && !info.isSymLink())
+            return path;
+        if (info.isFile() && !info.isSymLink()
+            && entryProgram(readDesktopEntry(path), program) == EntryProgram::Ours)
+            return path;
+    }
+    return QString();
+}
+
 bool enableAutostart(const QString& folder, const QString& name, const QString& program)
 {
-    if (!QDir().mkpath(folder)) {
-        LOG4CPLUS_ERROR(logger(),
-            QStringLiteral("Cannot create the autostart folder %1").arg(folder).toStdString());
+    if (!QDir().mkpath(folder))
         return false;
-    }
-    QSaveFile file(folder + QLatin1Char('/') + name + QStringLiteral(".desktop"));
+    const QString path = autostartFileFor(folder, name, program);
+    if (path.isEmpty())
+        return false;
+    QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
     const QString text = QStringLiteral("[Desktop Entry]\n"
@@ -282,18 +323,11 @@ bool enableAutostart(const QString& folder, const QString& name, const QString& 
                                         "Exec=%2\n")
                              .arg(escapeValue(name), escapeValue(quoteExecArgument(program)));
     file.write(text.toUtf8());
-    if (!file.commit()) {
-        LOG4CPLUS_ERROR(logger(),
-            QStringLiteral("Cannot write the autostart entry %1: %2")
-                .arg(file.fileName(), file.errorString())
-                .toStdString());
-        return false;
-    }
-    LOG4CPLUS_INFO(
-        logger(), QStringLiteral("Added the autostart entry %1").arg(file.fileName()).toStdString());
-    return true;
+    return file.commit();
 }
 
+// Removes the entries that start @p program, and those that only carry its name when their
+// own program cannot be resolved; never an entry that starts another program.
 bool disableAutostart(const QString& folder, const QString& name, const QString& program)
 {
     const QDir dir(folder);
@@ -303,20 +337,11 @@ bool disableAutostart(const QString& folder, const QString& name, const QString&
     for (auto it = files.crbegin(); it != files.crend(); ++it) {
         const QString path = dir.filePath(*it);
         const DesktopEntry entry = readDesktopEntry(path);
-        const bool sameProgram
-            = !entry.program.isEmpty() && entry.program.compare(program, Qt::CaseInsensitive) == 0;
+        const EntryProgram runs = entryProgram(entry, program);
         const bool sameName
             = !entry.name.isEmpty() && entry.name.compare(name, Qt::CaseInsensitive) == 0;
-        if (!sameProgram && !sameName)
-            continue;
-        if (QFile::remove(path)) {
-            removed = true;
-            LOG4CPLUS_INFO(
-                logger(), QStringLiteral("Removed the autostart entry %1").arg(path).toStdString());
-        } else {
-            LOG4CPLUS_ERROR(logger(),
-                QStringLiteral("Cannot remove the autostart entry %1").arg(path).toStdString());
-        }
+        if (runs == EntryProgram::Ours || (runs == EntryProgram::Unresolved && sameName))
+            removed = QFile::remove(path) || removed;
     }
     return removed;
 }
@@ -513,23 +538,10 @@ QString GeneralUtil::FindLocaleFile(
 bool GeneralUtil::LaunchProcess(QString path, QStringList arguments)
 {
     const QFileInfo info(path);
-    if (path.isEmpty() || !info.exists()) {
-        LOG4CPLUS_ERROR(
-            logger(), QStringLiteral("Cannot launch %1: no such file").arg(path).toStdString());
+    if (path.isEmpty() || !info.exists())
         return false;
-    }
     // Absolute, so that a bare name is never looked up on PATH instead.
-    const QString program = info.absoluteFilePath();
-    qint64 pid = 0;
-    QString error;
-    if (!platform::StartDetachedProcess(program, arguments, &pid, &error)) {
-        LOG4CPLUS_ERROR(
-            logger(), QStringLiteral("Cannot launch %1: %2").arg(program, error).toStdString());
-        return false;
-    }
-    LOG4CPLUS_INFO(
-        logger(), QStringLiteral("Launched %1 as process %2").arg(program).arg(pid).toStdString());
-    return true;
+    return platform::StartDetachedProcess(info.absoluteFilePath(), arguments, nullptr, nullptr);
 }
 
 bool GeneralUtil::IsProcessRunning(const qint64& pid, QString name)

@@ -45,6 +45,9 @@ bool RegistryUtil::KeyExists(QString key)
 
 void RegistryUtil::DeleteValue(QString key, QString name, bool /*machineWide*/)
 {
+    // QSettings::remove("") removes the whole group (the whole store outside any group).
+    if (name.isEmpty())
+        return;
     QSettings settings;
     settings.beginGroup(key);
     settings.remove(name);

@@ -40,7 +40,8 @@ public:
     static bool KeyExists(QString key, bool machineWide);
     static bool KeyExists(QString key);
 
-    /// Removes value @p name of key @p key; a missing value is no error.
+    /// Removes value @p name of key @p key; a missing value is no error. An empty
+    /// @p name names no value and deletes nothing (never the key or the whole store).
     static void DeleteValue(QString key, QString name, bool machineWide);
 
     /// Kept on purpose: does nothing and returns false; the result is no failure signal.

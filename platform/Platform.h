@@ -49,14 +49,43 @@ bool IsFileLockedByOther(const QString& path);
 /// The result is cleaned; a link loop leaves @p path cleaned but unresolved.
 QString ResolveSymbolicLinks(const QString& path);
 
+/// True when @p path names something that exists once every link is followed: false for
+/// a dangling link or a loop of links, as for a missing path.
+bool ExistsAfterLinks(const QString& path);
+
 /// True when file managers hide @p path: its name starts with "." or it is listed in
 /// the freedesktop ".hidden" file of its folder.
 bool IsFileHidden(const QString& path);
 
 /// Hides @p path by listing its name in its folder's ".hidden" file, or shows it by
 /// taking the name out (an emptied ".hidden" is removed). A name starting with "."
-/// is always hidden: showing it fails. The ".hidden" file is replaced atomically.
+/// is always hidden: showing it fails. The change runs under an advisory lock (flock)
+/// on the folder, so concurrent changes from any thread or process that uses this
+/// function keep each other's names. The list is written to a temporary file in the
+/// folder and renamed into place, keeping the mode of the list it replaces. False,
+/// with nothing changed, when a link, FIFO, device or anything but a plain file
+/// stands in the place of ".hidden".
 bool SetFileHidden(const QString& path, bool hidden);
+
+/**
+ * Copies the bytes of the regular file @p source (after links) to the new file @p target,
+ * with the source's permission bits. The data moves inside the kernel: a reflink where the
+ * file system shares extents (FICLONE), else copy_file_range(), else a read/write loop
+ * through one fixed buffer. The copy is built unnamed (or under a temporary name) and
+ * linked in as @p target only when complete, and never over an existing @p target. On
+ * failure returns false with the system's error text in @p error, leaving no file behind.
+ */
+bool CopyFileContent(
+    const QString& source, const QString& target, QString* error);
+
+/// Opens @p path for reading when it is, after links, a regular file: a descriptor for
+/// ReadFile() and CloseFile(), or -1 for anything else (missing, a folder, a FIFO, a
+/// device). Never blocks in the open. The kernel is told that reading is sequential.
+int OpenRegularFileForReading(const QString& path);
+/// read() that goes on after signals: the bytes read, 0 at the end, -1 on an error.
+qint64 ReadFile(int fd, char* buffer, qint64 size);
+/// Closes a descriptor of OpenRegularFileForReading().
+void CloseFile(int fd);
 
 // ---------------------------------------------------------------------------
 // Security (session token)
@@ -81,8 +110,8 @@ qint64 CurrentProcessId();
 /// Outcome of one bounded wait on a semaphore.
 enum class SemaphoreWait {
     Signalled, ///< the count was above zero and has been taken down by one
-    TimedOut,  ///< the time ran out first
-    Failed     ///< the wait itself failed; see the error number
+    TimedOut, ///< the time ran out first
+    Failed ///< the wait itself failed; see the error number
 };
 
 /**
@@ -115,9 +144,11 @@ int PostNamedSemaphore(const QByteArray& name);
 // Locations and processes
 // ---------------------------------------------------------------------------
 
-/// Target of /proc/self/exe; "" when it cannot be read.
+/// Target of /proc/self/exe, without the " (deleted)" mark of an executable removed or
+/// replaced while it runs; "" when it cannot be read.
 QString ExecutablePath();
-/// The user's home folder: $HOME, else the password-database entry of the effective user.
+/// The user's home folder: $HOME, else the password-database entry of the effective user
+/// (however large that entry is).
 QString HomeFolder();
 /// $XDG_DATA_HOME when it is absolute, else ~/.local/share.
 QString UserDataFolder();
@@ -125,7 +156,8 @@ QString UserDataFolder();
 QString SystemDataFolder();
 /// $XDG_CONFIG_HOME when it is absolute, else ~/.config.
 QString UserConfigFolder();
-/// The desktop folder of user-dirs.dirs (XDG_DESKTOP_DIR), else ~/Desktop.
+/// The desktop folder of user-dirs.dirs (XDG_DESKTOP_DIR), else ~/Desktop; "~" is
+/// HomeFolder(), so an unset HOME never makes it "/Desktop".
 QString DesktopFolder();
 /// The system library folder.
 QString SystemLibraryFolder();
@@ -145,14 +177,15 @@ struct ProcessEntry
 /// read, by ascending pid. A " (deleted)" mark of a replaced executable is
 /// taken off.
 QList<ProcessEntry> RunningProcesses();
-/// State letter of the process ('R', 'S', 'Z', ... from /proc/<pid>/stat);
-/// 0 when there is no such process.
+/// State letter of the process ('R', 'S', 'Z', ... from /proc/<pid>/status);
+/// 0 when there is no such process, also when @p pid names a thread that is not
+/// the first of its process.
 char ProcessState(qint64 pid);
 /// Starts @p program with @p arguments as a process that is not a child of
 /// this one (double fork, so it never stays a zombie here). On success sets
 /// @p pid and returns true; on failure sets @p error and returns false.
-bool StartDetachedProcess(const QString& program, const QStringList& arguments,
-                                            qint64* pid, QString* error);
+bool StartDetachedProcess(
+    const QString& program, const QStringList& arguments, qint64* pid, QString* error);
 /// One waitpid(pid, WNOHANG | WUNTRACED): 0 while the child runs, @p pid when
 /// it ended (or stopped), -1 when the call fails (not a child, for example).
 qint64 PollChildProcess(qint64 pid);

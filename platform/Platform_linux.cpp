@@ -7,15 +7,17 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
-#include <QSaveFile>
+#include <QRandomGenerator>
 #include <QStandardPaths>
 #include <QSysInfo>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 #include <fcntl.h>
 #include <link.h>
@@ -39,7 +41,7 @@ namespace platform {
 
 QString ErrorText(int errorNumber)
 {
-    char buffer[256] = {0};
+    char buffer[256] = { 0 };
     // GNU strerror_r may return a static string instead of filling the buffer.
     const char* text = strerror_r(errorNumber, buffer, sizeof buffer);
     return QString::fromLocal8Bit(text ? text : buffer);
@@ -54,7 +56,9 @@ namespace {
 // A descriptor that closes itself; EINTR on close is not retried (Linux frees it anyway).
 struct Descriptor
 {
-    explicit Descriptor(int fd) : fd(fd) {}
+    explicit Descriptor(int fd)
+        : fd(fd)
+    { }
     ~Descriptor()
     {
         if (fd >= 0)
@@ -75,7 +79,7 @@ int openForProbe(const QString& path, int flags)
     return fd;
 }
 
-const QByteArray kHiddenListName = QByteArrayLiteral(".hidden");
+const char kHiddenListName[] = ".hidden";
 
 // Folder and name of a path as file managers see it; the name is empty for the root.
 void splitForHiddenList(const QString& path, QString& folder, QByteArray& name)
@@ -85,17 +89,89 @@ void splitForHiddenList(const QString& path, QString& folder, QByteArray& name)
     name = QFile::encodeName(info.fileName());
 }
 
-// The lines of a ".hidden" file; false when it exists but cannot be read.
-bool readHiddenList(const QString& folder, QByteArray& content)
+int openFolder(const QString& folder)
 {
-    QFile list(QDir(folder).filePath(QLatin1String(kHiddenListName)));
+    int fd;
+    do {
+        fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+// The content of the folder's ".hidden" and its status (st_mode 0 when there is none).
+// False when it cannot be read, or when something other than a plain file stands in its
+// place: a link is never followed (it could point at any file the user can write) and a
+// FIFO or device is never opened for reading (it would block or reach a driver).
+bool readHiddenList(int folder, QByteArray& content, struct stat& status)
+{
     content.clear();
-    if (!list.exists())
-        return true;
-    if (!list.open(QIODevice::ReadOnly))
+    std::memset(&status, 0, sizeof status);
+    int fd;
+    do {
+        fd = ::openat(
+            folder, kHiddenListName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0)
+        return errno == ENOENT;
+    const Descriptor list(fd);
+    if (::fstat(list.fd, &status) != 0 || !S_ISREG(status.st_mode))
         return false;
-    content = list.readAll();
-    return list.error() == QFileDevice::NoError;
+    char buffer[8192];
+    for (;;) {
+        const ssize_t n = ::read(list.fd, buffer, sizeof buffer);
+        if (n == 0)
+            return true;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return false;
+        content.append(buffer, n);
+    }
+}
+
+bool writeAll(int fd, const QByteArray& data)
+{
+    qsizetype done = 0;
+    while (done < data.size()) {
+        const ssize_t n = ::write(fd, data.constData() + done, size_t(data.size() - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += n;
+    }
+    return true;
+}
+
+// Puts @p content in place of the folder's ".hidden" in one rename, so that readers see the
+// old list or the new one, never a part. A list that exists keeps its mode and, where we
+// may, its owner.
+bool replaceHiddenList(int folder, const QByteArray& content, const struct stat& existing)
+{
+    QByteArray temporary;
+    int fd = -1;
+    for (int attempt = 0; fd < 0 && attempt < 100; ++attempt) {
+        temporary = QByteArray(kHiddenListName) + ".tmp-"
+            + QByteArray::number(QRandomGenerator::global()->generate64(), 36);
+        fd = ::openat(folder, temporary.constData(),
+            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+        if (fd < 0 && errno != EEXIST && errno != EINTR)
+            return false;
+    }
+    if (fd < 0)
+        return false;
+    const Descriptor file(fd);
+    bool ok = writeAll(file.fd, content);
+    if (ok && existing.st_mode != 0) {
+        // Root may hand the list back to its owner; anyone else keeps it as theirs.
+        if (::fchown(file.fd, existing.st_uid, existing.st_gid) != 0) { }
+        ok = ::fchmod(file.fd, existing.st_mode & 07777) == 0;
+    }
+    ok = ok && ::fdatasync(file.fd) == 0
+        && ::renameat(folder, temporary.constData(), folder, kHiddenListName) == 0;
+    if (!ok)
+        ::unlinkat(folder, temporary.constData(), 0);
+    return ok;
 }
 
 } // namespace
@@ -141,9 +217,8 @@ QString ResolveSymbolicLinks(const QString& path)
 {
     if (path.isEmpty())
         return path;
-    const QString absolute = QDir::isAbsolutePath(path)
-        ? path
-        : QDir::currentPath() + QLatin1Char('/') + path;
+    const QString absolute
+        = QDir::isAbsolutePath(path) ? path : QDir::currentPath() + QLatin1Char('/') + path;
     QStringList pending = absolute.split(QLatin1Char('/'), Qt::SkipEmptyParts);
     QString resolved; // empty stands for the root
     int linksFollowed = 0;
@@ -175,7 +250,7 @@ QString ResolveSymbolicLinks(const QString& path)
         QByteArray target(std::max<qint64>(status.st_size, 0) + 1, '\0');
         ssize_t length;
         while ((length = ::readlink(name.constData(), target.data(), target.size()))
-               == ssize_t(target.size())) {
+            == ssize_t(target.size())) {
             target.resize(target.size() * 2); // the link grew since lstat
         }
         if (length < 0) {
@@ -191,6 +266,12 @@ QString ResolveSymbolicLinks(const QString& path)
     return resolved.isEmpty() ? QStringLiteral("/") : QDir::cleanPath(resolved);
 }
 
+bool ExistsAfterLinks(const QString& path)
+{
+    struct stat status;
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0;
+}
+
 bool IsFileHidden(const QString& path)
 {
     QString folder;
@@ -200,11 +281,12 @@ bool IsFileHidden(const QString& path)
         return false;
     if (name.startsWith('.'))
         return true;
+    const Descriptor dir(openFolder(folder));
     QByteArray content;
-    if (!readHiddenList(folder, content))
+    struct stat status;
+    if (dir.fd < 0 || !readHiddenList(dir.fd, content, status))
         return false;
-    const QList<QByteArray> lines = content.split('\n');
-    return lines.contains(name);
+    return content.split('\n').contains(name);
 }
 
 bool SetFileHidden(const QString& path, bool hidden)
@@ -216,15 +298,29 @@ bool SetFileHidden(const QString& path, bool hidden)
         return false;
     if (name.startsWith('.'))
         return hidden; // a dot-name is hidden by its name alone
+
+    // The folder's lock serialises every change of its list, between threads (each call has
+    // its own open file description) and between processes that change lists this way. The
+    // lock sits on the folder, not on the list, because the list is replaced by a rename.
+    const Descriptor dir(openFolder(folder));
+    if (dir.fd < 0)
+        return false;
+    int locked;
+    do {
+        locked = ::flock(dir.fd, LOCK_EX);
+    } while (locked != 0 && errno == EINTR);
+    if (locked != 0)
+        return false;
+
     QByteArray content;
-    if (!readHiddenList(folder, content))
+    struct stat status;
+    if (!readHiddenList(dir.fd, content, status))
         return false;
     QList<QByteArray> lines = content.split('\n');
     const bool listed = lines.contains(name);
     if (listed == hidden)
         return true;
 
-    const QString listPath = QDir(folder).filePath(QLatin1String(kHiddenListName));
     QByteArray updated;
     if (hidden) {
         updated = content;
@@ -236,24 +332,174 @@ bool SetFileHidden(const QString& path, bool hidden)
         bool anyLeft = false;
         for (const QByteArray& line : std::as_const(lines))
             anyLeft = anyLeft || !line.trimmed().isEmpty();
-        if (!anyLeft)
-            return QFile::remove(listPath);
+        if (!anyLeft) // checked above to be a plain file
+            return ::unlinkat(dir.fd, kHiddenListName, 0) == 0;
         updated = lines.join('\n');
     }
-    // Replaced as a whole, so that a crash never leaves file managers a half-written list.
-    QSaveFile list(listPath);
-    if (!list.open(QIODevice::WriteOnly))
-        return false;
-    if (list.write(updated) != updated.size()) {
-        list.cancelWriting();
-        return false;
+    return replaceHiddenList(dir.fd, updated, status);
+}
+
+namespace {
+
+// Moves all remaining bytes from @p in to @p out, at their current offsets.
+bool copyBytes(int in, int out)
+{
+    if (::ioctl(out, FICLONE, in) == 0)
+        return true; // the file system shares the extents: nothing to copy
+    // In the kernel, page cache to page cache; also fails over to the loop below where the
+    // file systems differ or a file (one of /proc, say) reports no size.
+    for (qint64 copied = 0;;) {
+        const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, size_t(1) << 30, 0);
+        if (n > 0) {
+            copied += n;
+            continue;
+        }
+        if (n == 0 && copied > 0)
+            return true;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && copied > 0)
+            return false;
+        break; // nothing moved yet: the loop below starts from the same offsets
     }
-    return list.commit();
+    constexpr size_t bufferBytes = 256 * 1024;
+    std::unique_ptr<char[]> buffer(new char[bufferBytes]);
+    for (;;) {
+        const ssize_t n = ::read(in, buffer.get(), bufferBytes);
+        if (n == 0)
+            return true;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 || !writeAll(out, QByteArray::fromRawData(buffer.get(), qsizetype(n))))
+            return false;
+    }
+}
+
+} // namespace
+
+bool CopyFileContent(const QString& source, const QString& target, QString* error)
+{
+    const auto fail = [error](int errorNumber) {
+        if (error)
+            *error = ErrorText(errorNumber);
+        return false;
+    };
+    // Non-blocking open: a FIFO must not hold the copy up before it is refused.
+    const Descriptor in(openForProbe(source, O_RDONLY));
+    if (in.fd < 0)
+        return fail(errno);
+    struct stat status;
+    if (::fstat(in.fd, &status) != 0)
+        return fail(errno);
+    if (!S_ISREG(status.st_mode))
+        return fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    ::fcntl(in.fd, F_SETFL, ::fcntl(in.fd, F_GETFL) & ~O_NONBLOCK);
+
+    const QFileInfo targetInfo(target);
+    const QByteArray folder = QFile::encodeName(targetInfo.absolutePath());
+    const QByteArray name = QFile::encodeName(targetInfo.absoluteFilePath());
+    const mode_t mode = status.st_mode & 07777;
+
+    // Unnamed until complete, then linked in; link() never replaces an existing target.
+    Descriptor out(::open(folder.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+    if (out.fd >= 0) {
+        if (!copyBytes(in.fd, out.fd) || ::fchmod(out.fd, mode) != 0)
+            return fail(errno);
+        const QByteArray self = "/proc/self/fd/" + QByteArray::number(out.fd);
+        if (::linkat(AT_FDCWD, self.constData(), AT_FDCWD, name.constData(), AT_SYMLINK_FOLLOW)
+            != 0)
+            return fail(errno);
+        return true;
+    }
+    if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)
+        return fail(errno);
+
+    // A file system without unnamed files: a temporary name beside the target.
+    QByteArray temporary;
+    for (int attempt = 0; out.fd < 0 && attempt < 100; ++attempt) {
+        temporary = folder + "/." + QFile::encodeName(targetInfo.fileName()) + ".copy-"
+            + QByteArray::number(QRandomGenerator::global()->generate64(), 36);
+        out.fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (out.fd < 0 && errno != EEXIST)
+            return fail(errno);
+    }
+    if (out.fd < 0)
+        return fail(EEXIST);
+    bool ok = copyBytes(in.fd, out.fd) && ::fchmod(out.fd, mode) == 0;
+    if (ok
+        && ::renameat2(
+               AT_FDCWD, temporary.constData(), AT_FDCWD, name.constData(), RENAME_NOREPLACE)
+            != 0) {
+        // No such flag on this file system: a hard link refuses an existing target too.
+        ok = (errno == EINVAL || errno == ENOSYS)
+            && ::link(temporary.constData(), name.constData()) == 0
+            && ::unlink(temporary.constData()) == 0;
+    }
+    const int errorNumber = errno;
+    if (!ok) {
+        ::unlink(temporary.constData());
+        return fail(errorNumber);
+    }
+    return true;
+}
+
+int OpenRegularFileForReading(const QString& path)
+{
+    // O_NONBLOCK: a FIFO opens at once instead of waiting for a writer, and is refused below.
+    const int fd = openForProbe(path, O_RDONLY);
+    if (fd < 0)
+        return -1;
+    struct stat status;
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(fd);
+        return -1;
+    }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+    return fd;
+}
+
+qint64 ReadFile(int fd, char* buffer, qint64 size)
+{
+    ssize_t n;
+    do {
+        n = ::read(fd, buffer, size_t(size));
+    } while (n < 0 && errno == EINTR);
+    return n;
+}
+
+void CloseFile(int fd)
+{
+    if (fd >= 0)
+        ::close(fd);
 }
 
 // ---------------------------------------------------------------------------
 // Security (session token)
 // ---------------------------------------------------------------------------
+
+namespace {
+
+// The password-database entry of the effective user, its strings kept in @p buffer; null
+// when there is none. Entries with long fields or member lists need more room than the
+// size hint says, so the buffer grows until the entry fits.
+passwd* effectiveUserEntry(QByteArray& buffer, passwd& entry)
+{
+    long size = sysconf(_SC_GETPW_R_SIZE_MAX);
+    if (size <= 0)
+        size = 16384;
+    for (int attempt = 0; attempt < 10; ++attempt, size *= 4) {
+        buffer.resize(qsizetype(size));
+        passwd* found = nullptr;
+        const int rc = getpwuid_r(geteuid(), &entry, buffer.data(), size_t(buffer.size()), &found);
+        if (rc == ERANGE)
+            continue;
+        return rc == 0 ? found : nullptr;
+    }
+    return nullptr;
+}
+
+} // namespace
 
 QByteArray SessionLoginName()
 {
@@ -268,22 +514,10 @@ QByteArray SessionLoginName()
 
 QByteArray EffectiveUserName()
 {
-    long size = sysconf(_SC_GETPW_R_SIZE_MAX);
-    if (size <= 0)
-        size = 16384;
-    // Entries with long member lists may need more room than the hint says.
-    for (int attempt = 0; attempt < 6; ++attempt, size *= 4) {
-        QByteArray buffer(int(size), '\0');
-        passwd entry{};
-        passwd* found = nullptr;
-        const int rc = getpwuid_r(geteuid(), &entry, buffer.data(), size_t(buffer.size()), &found);
-        if (rc == ERANGE)
-            continue;
-        if (rc != 0 || !found || !found->pw_name)
-            return QByteArray();
-        return QByteArray(found->pw_name);
-    }
-    return QByteArray();
+    QByteArray buffer;
+    passwd entry {};
+    const passwd* found = effectiveUserEntry(buffer, entry);
+    return found && found->pw_name ? QByteArray(found->pw_name) : QByteArray();
 }
 
 qint64 CurrentProcessId()
@@ -396,7 +630,14 @@ int collectLibrary(struct dl_phdr_info* info, size_t, void* data)
 
 QString ExecutablePath()
 {
-    return readLink(QByteArrayLiteral("/proc/self/exe"));
+    QString path = readLink(QByteArrayLiteral("/proc/self/exe"));
+    // The kernel marks a removed (or replaced) executable; the path it ran from is wanted.
+    // A file really named so still has links, so only a removed one loses the mark.
+    const QLatin1String deleted(" (deleted)");
+    struct stat status;
+    if (path.endsWith(deleted) && ::stat("/proc/self/exe", &status) == 0 && status.st_nlink == 0)
+        path.chop(deleted.size());
+    return path;
 }
 
 QString HomeFolder()
@@ -404,14 +645,10 @@ QString HomeFolder()
     const QString home = absoluteEnvironmentPath("HOME");
     if (!home.isEmpty())
         return home;
-    long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
-    QByteArray buffer(size > 0 ? int(size) : 16384, Qt::Uninitialized);
-    struct passwd entry;
-    struct passwd* found = nullptr;
-    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), size_t(buffer.size()), &found) == 0
-        && found && found->pw_dir)
-        return QFile::decodeName(found->pw_dir);
-    return QString();
+    QByteArray buffer;
+    passwd entry {};
+    const passwd* found = effectiveUserEntry(buffer, entry);
+    return found && found->pw_dir ? QFile::decodeName(found->pw_dir) : QString();
 }
 
 QString UserDataFolder()
@@ -425,8 +662,8 @@ QString UserDataFolder()
 
 QString SystemDataFolder()
 {
-    const QStringList dirs =
-        qEnvironmentVariable("XDG_DATA_DIRS").split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    const QStringList dirs
+        = qEnvironmentVariable("XDG_DATA_DIRS").split(QLatin1Char(':'), Qt::SkipEmptyParts);
     for (const QString& dir : dirs) {
         if (QDir::isAbsolutePath(dir))
             return dir;
@@ -445,8 +682,36 @@ QString UserConfigFolder()
 
 QString DesktopFolder()
 {
-    // Qt reads $XDG_CONFIG_HOME/user-dirs.dirs on every call.
-    return QStandardPaths::writableLocation(QStandardPaths::DesktopLocation);
+    // From user-dirs.dirs as xdg-user-dirs writes it (XDG_DESKTOP_DIR="$HOME/Desktop"), with
+    // our own home folder: Qt's lookup takes "/" for the home when HOME is unset.
+    const QString home = HomeFolder();
+    const QString config = UserConfigFolder();
+    const int fd = config.isEmpty()
+        ? -1
+        : OpenRegularFileForReading(config + QStringLiteral("/user-dirs.dirs"));
+    QByteArray content;
+    char buffer[4096];
+    qint64 got;
+    while (fd >= 0 && content.size() < (1 << 20) && (got = ReadFile(fd, buffer, sizeof buffer)) > 0)
+        content.append(buffer, got);
+    CloseFile(fd);
+    QString desktop;
+    for (const QByteArray& rawLine : content.split('\n')) {
+        const QByteArray line = rawLine.trimmed();
+        if (!line.startsWith("XDG_DESKTOP_DIR="))
+            continue;
+        QString value = QFile::decodeName(line.mid(int(sizeof "XDG_DESKTOP_DIR=") - 1));
+        if (value.size() >= 2 && value.startsWith(QLatin1Char('"'))
+            && value.endsWith(QLatin1Char('"')))
+            value = value.mid(1, value.size() - 2);
+        if (value.startsWith(QLatin1String("$HOME")) && !home.isEmpty())
+            value.replace(0, 5, home);
+        if (QDir::isAbsolutePath(value))
+            desktop = QDir::cleanPath(value);
+    }
+    if (!desktop.isEmpty())
+        return desktop;
+    return home.isEmpty() ? QString() : home + QStringLiteral("/Desktop");
 }
 
 QString SystemLibraryFolder()
@@ -464,8 +729,8 @@ QStringList LoadedLibraryPaths()
 QList<ProcessEntry> RunningProcesses()
 {
     QList<ProcessEntry> processes;
-    const QStringList names =
-        QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    const QStringList names
+        = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString& name : names) {
         bool isNumber = false;
         const qint64 pid = name.toLongLong(&isNumber);
@@ -478,10 +743,10 @@ QList<ProcessEntry> RunningProcesses()
         const QLatin1String deleted(" (deleted)");
         if (executable.endsWith(deleted))
             executable.chop(deleted.size());
-        processes.append({pid, executable});
+        processes.append({ pid, executable });
     }
     std::sort(processes.begin(), processes.end(),
-              [](const ProcessEntry& a, const ProcessEntry& b) { return a.pid < b.pid; });
+        [](const ProcessEntry& a, const ProcessEntry& b) { return a.pid < b.pid; });
     return processes;
 }
 
@@ -489,20 +754,25 @@ char ProcessState(qint64 pid)
 {
     if (pid <= 0)
         return 0;
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
+    // /proc/<id> answers for the id of any thread as well; only a thread group leader
+    // (Tgid equal to the id) is a process.
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly))
         return 0;
-    // "pid (command) S ...": the command may itself hold ')' and spaces, so
-    // the state follows the last ')'.
-    const QByteArray line = stat.read(4096);
-    const qsizetype close = line.lastIndexOf(')');
-    if (close < 0 || close + 2 >= line.size())
-        return 0;
-    return line.at(close + 2);
+    char state = 0;
+    qint64 group = -1;
+    for (const QByteArray& line : status.read(16384).split('\n')) {
+        if (line.startsWith("State:")) {
+            const QByteArray value = line.mid(6).trimmed();
+            state = value.isEmpty() ? 0 : value.at(0);
+        } else if (line.startsWith("Tgid:"))
+            group = line.mid(5).trimmed().toLongLong();
+    }
+    return group == pid ? state : 0;
 }
 
-bool StartDetachedProcess(const QString& program, const QStringList& arguments, qint64* pid,
-                          QString* error)
+bool StartDetachedProcess(
+    const QString& program, const QStringList& arguments, qint64* pid, QString* error)
 {
     QProcess process;
     process.setProgram(program);
@@ -563,8 +833,7 @@ QString BuildArchitecture()
 
 // Not instrumented: the sanitizers would end the process with a report and
 // an exit code instead of the signal that a crash reporter expects.
-__attribute__((no_sanitize("address", "undefined")))
-void CrashByNullWrite(const wchar_t* text)
+__attribute__((no_sanitize("address", "undefined"))) void CrashByNullWrite(const wchar_t* text)
 {
     // The address goes through a volatile so that the compiler cannot prove
     // the store null and turn it into a trap instruction.

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QFile>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -30,6 +31,21 @@ void PrintTo(const SyncAction& value, std::ostream* os);
 } // namespace core
 } // namespace sync
 } // namespace KvSync_6_0
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <optional>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <ostream>
+
+inline void PrintTo(const QStringList& list, std::ostream* os)
+{
+    *os << '[' << list.join(QStringLiteral(", ")).toStdString() << ']';
+}
 
 namespace testutil {
 
@@ -69,5 +85,24 @@ QByteArray readFile(const QString& path);
 
 /// True when a program is on PATH.
 bool haveProgram(const QString& name);
+
+/**
+ * Runs @p call on another thread and gives its result when it returns within ten seconds.
+ * A call still blocked then (in an open or a read of the FIFO @p fifo) is set free by
+ * opening the FIFO's other end and closing it again, so that the test always ends; the
+ * result is then empty.
+ */
+template <typename R>
+std::optional<R> returnsPromptly(const std::function<R()>& call, const QString& fifo)
+{
+    std::future<R> done = std::async(std::launch::async, call);
+    if (done.wait_for(std::chrono::seconds(10)) == std::future_status::ready)
+        return done.get();
+    const int fd = ::open(QFile::encodeName(fifo).constData(), O_RDWR | O_NONBLOCK);
+    if (fd >= 0)
+        ::close(fd);
+    done.wait();
+    return std::nullopt;
+}
 
 } // namespace testutil

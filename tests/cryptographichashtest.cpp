@@ -11,6 +11,8 @@
 
 #include <random>
 
+#include <sys/stat.h>
+
 using sync::core::CryptographicHash;
 
 namespace {
@@ -51,12 +53,23 @@ TEST(CryptographicHashTest, UnopenablePathsGiveNullAndLeaveTheNextCallIntact)
     testutil::TempDir dir;
     const QString good = dir.write(QStringLiteral("good.txt"), QByteArray("abc"));
     QDir().mkpath(dir.filePath(QStringLiteral("folder")));
+    // No regular file, or one whose first read fails (/proc/self/mem has nothing mapped at
+    // 0): the failure result, at once, never a digest of what was read.
+    const QString fifo = dir.filePath(QStringLiteral("fifo"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    ASSERT_TRUE(QFile::link(fifo, dir.filePath(QStringLiteral("link"))));
     CryptographicHash hash;
     for (const QString& path : { dir.filePath(QStringLiteral("missing.txt")),
-             dir.filePath(QStringLiteral("folder")), QString() }) {
+             dir.filePath(QStringLiteral("folder")), QString(), fifo,
+             dir.filePath(QStringLiteral("link")), QStringLiteral("/proc/self/mem") }) {
         SCOPED_TRACE(path.toStdString());
-        EXPECT_TRUE(hash.GenerateHash(path).isNull());
-        EXPECT_TRUE(hash.GenerateHashMD5(path).isNull());
+        const std::optional<QString> sha1
+            = testutil::returnsPromptly<QString>([&] { return hash.GenerateHash(path); }, fifo);
+        const std::optional<QString> md5
+            = testutil::returnsPromptly<QString>([&] { return hash.GenerateHashMD5(path); }, fifo);
+        ASSERT_TRUE(sha1 && md5) << "blocked";
+        EXPECT_TRUE(sha1->isNull()) << sha1->toStdString();
+        EXPECT_TRUE(md5->isNull()) << md5->toStdString();
         EXPECT_EQ(
             hash.GenerateHash(good), QStringLiteral("a9993e364706816aba3e25717850c26c9cd0d89d"));
         EXPECT_EQ(hash.GenerateHashMD5(good), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));

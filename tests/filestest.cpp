@@ -22,12 +22,15 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <sys/types.h>
 
 #include <log4cplus/fileappender.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
 
+#include <atomic>
 #include <limits>
+#include <thread>
 #include <tuple>
 
 using sync::core::QFileWrapper;
@@ -214,6 +217,38 @@ TEST_F(Files, CopyFileMovesByRenameButCopiesWhatALinkPointsTo)
     ASSERT_TRUE(GeneralUtil::CopyFile(path("link"), path("u"), true, false, nullptr));
     EXPECT_FALSE(QFileInfo(path("u")).isSymLink());
     EXPECT_EQ(contents(), (QStringList { "linked=through a link", "t=data", "u=through a link" }));
+}
+
+TEST_F(Files, CopyFileCopiesEveryByteWithItsPermissionsAndRefusesAFifo)
+{
+    QByteArray big; // several copy chunks, none repeating another
+    for (int i = 0; big.size() < 3 * 1024 * 1024 + 123; ++i)
+        big += QByteArray::number(qint64(i) * 7919);
+    const QString source = dir.write("big", big);
+    ASSERT_EQ(::chmod(QFile::encodeName(source).constData(), 0750), 0);
+    QString error;
+    ASSERT_TRUE(GeneralUtil::CopyFile(source, path("out/big"), false, false, &error))
+        << error.toStdString();
+    EXPECT_TRUE(testutil::readFile(path("out/big")) == big);
+    struct stat st = {};
+    ASSERT_EQ(::stat(QFile::encodeName(path("out/big")).constData(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0750u);
+    // A file of /proc reports no size, yet has content.
+    ASSERT_TRUE(GeneralUtil::CopyFile("/proc/self/status", path("status"), false, false, &error));
+    EXPECT_TRUE(testutil::readFile(path("status")).startsWith("Name:"));
+
+    const QString fifo = path("fifo");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0644), 0);
+    EXPECT_EQ(
+        testutil::returnsPromptly<bool>(
+            [&] { return GeneralUtil::CopyFile(fifo, path("copy"), false, false, &error); }, fifo),
+        false);
+    EXPECT_TRUE(error.startsWith("Error: ")) << error.toStdString();
+    QFile::remove(fifo);
+    QFile::remove(path("status"));
+    QFile::remove(source);
+    EXPECT_EQ(contents(), QStringList { "out/big=" + QString::fromUtf8(big) })
+        << "nothing else, no temporary file";
 }
 
 // ---------------------------------------------------------------------------
@@ -458,6 +493,131 @@ TEST_F(Files, SetFileVisibilityGioSeesItAndForeignLinesStay)
         << "an emptied list is removed";
 }
 
+// Hostile trees: what stands in place of ".hidden" is never followed, read or replaced.
+TEST_F(Files, SetFileVisibilityRefusesWhatIsNoPlainListFile)
+{
+    make({ "a.txt", "victim=a.txt\nmine\n" });
+    const QString list = path(".hidden");
+    const auto set
+        = [&](bool visible) { return GeneralUtil::SetFileVisibility(path("a.txt"), visible); };
+    // A link to a file the user can write (a shell start-up file, say), and a dangling one.
+    ASSERT_TRUE(QFile::link(path("victim"), list));
+    EXPECT_FALSE(set(false));
+    EXPECT_FALSE(set(true));
+    EXPECT_TRUE(QFileInfo(list).isSymLink());
+    ASSERT_TRUE(QFile::remove(list) && QFile::link(path("nowhere"), list));
+    EXPECT_FALSE(set(false));
+    EXPECT_FALSE(QFileInfo::exists(path("nowhere")));
+    EXPECT_EQ(testutil::readFile(path("victim")), "a.txt\nmine\n");
+
+    // A FIFO would block a reader for ever.
+    ASSERT_TRUE(QFile::remove(list));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(list).constData(), 0644), 0);
+    EXPECT_EQ(testutil::returnsPromptly<bool>([&] { return set(false); }, list), false);
+    EXPECT_EQ(testutil::returnsPromptly<bool>(
+                  [&] { return wrap(path("a.txt")).setVisibility(false); }, list),
+        false);
+    struct stat st = {};
+    EXPECT_TRUE(::lstat(QFile::encodeName(list).constData(), &st) == 0 && S_ISFIFO(st.st_mode));
+}
+
+TEST_F(Files, SetFileVisibilityReplacesTheListKeepingItsPermissions)
+{
+    make({ ".hidden=other\n", "a.txt" });
+    const QByteArray list = QFile::encodeName(path(".hidden"));
+    ASSERT_EQ(::chmod(list.constData(), 0640), 0);
+    struct stat before = {}, after = {};
+    ASSERT_EQ(::stat(list.constData(), &before), 0);
+    ASSERT_TRUE(GeneralUtil::SetFileVisibility(path("a.txt"), false));
+    ASSERT_EQ(::stat(list.constData(), &after), 0);
+    EXPECT_EQ(after.st_mode & 07777, 0640u);
+    EXPECT_NE(after.st_ino, before.st_ino) << "a new file renamed into place";
+    EXPECT_EQ(contents(), (QStringList { ".hidden=other\na.txt\n", "a.txt=" }))
+        << "no temporary file is left";
+}
+
+// Every read-modify-write of one ".hidden" is serialised: no writer loses another's names.
+TEST_F(Files, SetFileVisibilityLosesNoNameUnderConcurrency)
+{
+    constexpr int perWriter = 100;
+    const auto names = [](const QString& prefix) {
+        QStringList list;
+        for (int i = 0; i < perWriter; ++i)
+            list << prefix + QString::number(i);
+        return list;
+    };
+    const auto listed = [&] {
+        QStringList lines = QString::fromUtf8(testutil::readFile(path(".hidden")))
+                                .split('\n', Qt::SkipEmptyParts);
+        lines.sort();
+        return lines;
+    };
+    // Two threads: one hides names while the other shows names hidden beforehand.
+    make({ ".hidden=foreign\n" + names("s").join('\n') + '\n' });
+    for (const QString& name : names("h") + names("s"))
+        make({ name });
+    std::atomic<int> failures { 0 };
+    const auto writer = [&](const QString& prefix, bool visible) {
+        for (const QString& name : names(prefix))
+            failures += GeneralUtil::SetFileVisibility(path(name), visible) ? 0 : 1;
+    };
+    std::thread hiding(writer, "h", false), showing(writer, "s", true);
+    hiding.join();
+    showing.join();
+    EXPECT_EQ(failures, 0);
+    QStringList expected = names("h") << "foreign";
+    expected.sort();
+    EXPECT_EQ(listed(), expected);
+
+    // Two other processes and this one, all hiding names in the same folder at once.
+    std::vector<std::unique_ptr<QProcess>> helpers;
+    for (const char* prefix : { "p", "q" }) {
+        helpers.push_back(std::make_unique<QProcess>());
+        helpers.back()->start(testutil::builtExecutable("filelockhelper"),
+            { "hide", dir.path(), prefix, QString::number(perWriter) });
+        ASSERT_TRUE(helpers.back()->waitForStarted(30000));
+    }
+    for (const QString& name : names("m"))
+        make({ name });
+    for (auto& helper : helpers)
+        helper->write("go\n");
+    for (auto& helper : helpers)
+        helper->waitForBytesWritten(30000);
+    writer("m", false);
+    for (auto& helper : helpers) {
+        ASSERT_TRUE(helper->waitForFinished(60000));
+        EXPECT_EQ(helper->exitCode(), 0) << helper->readAllStandardError().toStdString();
+    }
+    expected += names("m") + names("p") + names("q");
+    expected.sort();
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(listed(), expected);
+}
+
+// Hashing a path that is no regular file, or that fails to read, gives the failure result.
+TEST_F(Files, ChecksumsFailOnSpecialFilesAndReadErrors)
+{
+    const QString fifo = path("fifo");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0644), 0);
+    ASSERT_TRUE(QFile::link(fifo, path("link-to-fifo")));
+    make({ "folder/" });
+    // /proc/self/mem is a regular file whose first read fails (nothing is mapped at 0).
+    for (const QString& bad :
+        { fifo, path("link-to-fifo"), path("folder"), QString("/proc/self/mem") }) {
+        SCOPED_TRACE(bad.toStdString());
+        EXPECT_EQ(testutil::returnsPromptly<QString>(
+                      [&] { return GeneralUtil::GenerateCheckSumMD5(bad); }, fifo),
+            QString());
+        EXPECT_EQ(testutil::returnsPromptly<QByteArray>(
+                      [&] { return GeneralUtil::GetFileHash(bad); }, fifo),
+            QByteArray());
+    }
+    // A link to a regular file is hashed as that file.
+    ASSERT_TRUE(QFile::link(dir.write("abc", "abc"), path("link-to-abc")));
+    EXPECT_EQ(
+        GeneralUtil::GenerateCheckSumMD5(path("link-to-abc")), "900150983cd24fb0d6963f7d28e17f72");
+}
+
 // ---------------------------------------------------------------------------
 // The wrappers
 // ---------------------------------------------------------------------------
@@ -494,6 +654,8 @@ TEST_F(Files, QFileWrapperCopyVisibilityAndCompanions)
         EXPECT_EQ(companion->fileName(), path(expected));
     }
     EXPECT_FALSE(QFileWrapper().GetTempFile(".{SyncTemp}", "TMP"));
+    EXPECT_EQ(QFileWrapper().GetDownloadedTempFile()->fileName(), QString())
+        << "no name, no companion name";
     EXPECT_FALSE(wrap(path("a.txt")).GetTempFile("blocker", "TMP")); // a file in the way
     // Only the working folders are made; neither companions nor the download folder.
     EXPECT_EQ(contents(),

@@ -7,9 +7,14 @@
 //   locationshelper sleep SECONDS
 //   locationshelper crash
 //   locationshelper autostart enable|disable    autostart entry for this executable
+//   locationshelper home                        prints the folders that derive from the home
+//   locationshelper appfile [qt]                waits for a line on standard input, then
+//                                               prints GetAppFilePath() (with a
+//                                               QCoreApplication when "qt" is given)
 
 #include "CloudUtil/GeneralUtil.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QString>
 #include <QStringList>
@@ -17,6 +22,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -60,6 +66,21 @@ int main(int argc, char** argv)
         ::setrlimit(RLIMIT_CORE, &none);
         std::signal(SIGSEGV, SIG_DFL);
         GeneralUtil::Crash();
+    }
+    if (mode == "home") {
+        std::printf("desktop=%s\nautostart=%s\n", qPrintable(GeneralUtil::GetDesktopPath()),
+            qPrintable(GeneralUtil::GetAutostartPath()));
+        return 0;
+    }
+    if (mode == "appfile") {
+        std::unique_ptr<QCoreApplication> app;
+        if (args.value(1) == "qt")
+            app = std::make_unique<QCoreApplication>(argc, argv);
+        char line[16];
+        if (!std::fgets(line, sizeof line, stdin))
+            return 3;
+        std::printf("%s\n", qPrintable(GeneralUtil::GetAppFilePath()));
+        return 0;
     }
     if (mode == "autostart" && args.size() == 2)
         return GeneralUtil::BundleAppLaunchOnStartup(args.at(1) == "enable") ? 0 : 1;

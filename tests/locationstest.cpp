@@ -15,8 +15,17 @@
 
 #include <gtest/gtest.h>
 
+#include <log4cplus/fileappender.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/logger.h>
+
+#include <QProcess>
+
 #include <csignal>
 #include <functional>
+#include <future>
+#include <pwd.h>
+#include <thread>
 #include <optional>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -281,6 +290,68 @@ TEST(Processes, LaunchWaitZombieAndCrash)
     EXPECT_EQ(testutil::run(helperPath(), { "crash" }).signal, SIGSEGV);
 }
 
+TEST(Processes, AThreadIsNoProcess)
+{
+    std::promise<pid_t> thread;
+    std::promise<void> release;
+    std::thread worker([&] {
+        thread.set_value(::gettid());
+        release.get_future().wait();
+    });
+    const pid_t id = thread.get_future().get();
+    EXPECT_FALSE(GeneralUtil::IsProcessRunning(id, QString())) << "thread " << id;
+    EXPECT_TRUE(GeneralUtil::IsProcessRunning(::getpid(), QString()));
+    release.set_value();
+    worker.join();
+}
+
+// A program whose file was replaced or removed while it runs still names its own path.
+TEST(Locations, AppFilePathOfADeletedExecutable)
+{
+    testutil::TempDir dir;
+    for (const QStringList& args : { QStringList { "appfile" }, QStringList { "appfile", "qt" } }) {
+        const QString program = copyHelper(dir.filePath("bin/helper"));
+        QProcess helper;
+        helper.start(program, args);
+        ASSERT_TRUE(helper.waitForStarted(30000));
+        ASSERT_TRUE(QFile::remove(program));
+        helper.write("go\n");
+        ASSERT_TRUE(helper.waitForFinished(30000));
+        const QString path = QString::fromUtf8(helper.readAllStandardOutput()).trimmed();
+        // Kept: with an application object its answer counts, and Qt's is empty here.
+        EXPECT_EQ(path, args.size() == 1 ? program : QString()) << args.join(' ').toStdString();
+    }
+}
+
+// Without HOME the home folder comes from the password database, never from "/".
+TEST(Locations, FoldersWithoutHomeUseThePasswordDatabase)
+{
+    const passwd* entry = ::getpwuid(::geteuid());
+    ASSERT_TRUE(entry && entry->pw_dir);
+    const QString home = QFile::decodeName(entry->pw_dir);
+    // Also with an entry larger than the size hint, whose lookup fails with ERANGE until
+    // the buffer is large enough.
+    for (const bool largeEntry : { false, true }) {
+        QProcess helper;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.remove("HOME");
+        env.remove("XDG_CONFIG_HOME");
+        if (largeEntry) {
+            env.insert("LD_PRELOAD", testutil::builtExecutable("libpwentryshim.so"));
+            // The sanitizer runtime would insist on coming first.
+            env.insert("ASAN_OPTIONS",
+                env.value("ASAN_OPTIONS") + QStringLiteral(":verify_asan_link_order=0"));
+        }
+        helper.setProcessEnvironment(env);
+        helper.start(helperPath(), { "home" });
+        ASSERT_TRUE(helper.waitForFinished(30000));
+        EXPECT_EQ(QString::fromUtf8(helper.readAllStandardOutput()),
+            QString("desktop=%1/Desktop\nautostart=%1/.config/autostart\n")
+                .arg(home == "/" ? QString() : home))
+            << "large entry: " << largeEntry << helper.readAllStandardError().toStdString();
+    }
+}
+
 // --- autostart entries ---------------------------------------------------------------
 
 // Checks after each test that nothing below HOME but outside the autostart folder changed.
@@ -384,6 +455,32 @@ TEST_F(Autostart, DisableRemovesEveryMatchAndKeepsOthers)
     EXPECT_EQ(testutil::readFile(folder + "/other-group.desktop"), otherGroup);
 }
 
+// An entry that runs another program is never replaced or removed, whatever its name.
+TEST_F(Autostart, LeavesEntriesOfOtherProgramsAlone)
+{
+    const QByteArray head = "[Desktop Entry]\nType=Application\n";
+    const QByteArray foreign = head + "Name=nimb\nExec=/bin/true --other\n";
+    ASSERT_TRUE(writeFile(folder + "/nimb.desktop", foreign));
+    // Enabling picks a free file name, and a second time updates that same entry.
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_TRUE(GeneralUtil::BundleAppLaunchOnStartup(true, "/opt/nimb/nimb"));
+        EXPECT_EQ(entries(), (QStringList { "nimb-2.desktop", "nimb.desktop" }));
+        EXPECT_EQ(testutil::readFile(folder + "/nimb.desktop"), foreign);
+        expectValid(folder + "/nimb-2.desktop");
+    }
+    // Disabling removes ours and, matched by Name only, an entry whose program no longer
+    // exists; the entries that run other programs stay, though their Names match.
+    const QByteArray onPath = head + "Name=NIMB\nExec=sh -c true\n";
+    ASSERT_TRUE(writeFile(folder + "/stale.desktop", head + "Name=Nimb\nExec=/gone/nimb-old\n"));
+    ASSERT_TRUE(writeFile(folder + "/on-path.desktop", onPath));
+    EXPECT_TRUE(GeneralUtil::BundleAppLaunchOnStartup(false, "/opt/nimb/nimb"));
+    EXPECT_EQ(entries(), (QStringList { "nimb.desktop", "on-path.desktop" }));
+    EXPECT_EQ(testutil::readFile(folder + "/nimb.desktop"), foreign);
+    EXPECT_EQ(testutil::readFile(folder + "/on-path.desktop"), onPath);
+    QFile::remove(folder + "/on-path.desktop");
+    QFile::remove(folder + "/nimb.desktop");
+}
+
 // --- texts ---------------------------------------------------------------------------
 
 TEST(Texts, UserAgentBuildAndUrls)
@@ -399,4 +496,38 @@ TEST(Texts, UserAgentBuildAndUrls)
 #endif
     EXPECT_EQ(
         GeneralUtil::GetApplicationPathURL("/opt/Nimb Desktop"), "file:///opt/Nimb%20Desktop/");
+}
+
+// --- silence -----------------------------------------------------------------------------
+
+// The location and process functions report by their results alone: not one log line, on
+// success or failure, from any logger.
+TEST(Locations, LocationAndProcessFunctionsWriteNoLogLines)
+{
+    testutil::TempDir dir;
+    log4cplus::Logger root = log4cplus::Logger::getRoot();
+    log4cplus::SharedAppenderPtr file(
+        new log4cplus::FileAppender(dir.filePath("log").toStdString()));
+    file->setLayout(std::make_unique<log4cplus::PatternLayout>("%c %p %m%n"));
+    const log4cplus::LogLevel level = root.getLogLevel();
+    root.setLogLevel(log4cplus::TRACE_LOG_LEVEL);
+    root.addAppender(file);
+    const sync::core::Finally restore([&] {
+        root.removeAppender(file);
+        root.setLogLevel(level);
+    });
+
+    const QString written = dir.filePath("written");
+    EXPECT_FALSE(GeneralUtil::LaunchProcess(dir.filePath("missing"), {}));
+    EXPECT_FALSE(GeneralUtil::LaunchProcess(dir.write("data.txt", "no"), {}));
+    EXPECT_TRUE(GeneralUtil::LaunchProcess(helperPath(), { "write", written, "x" }));
+    EXPECT_TRUE(eventually([&] { return QFile::exists(written); }));
+    EXPECT_TRUE(GeneralUtil::BundleAppLaunchOnStartup(true, "/opt/quiet/quiet"));
+    EXPECT_TRUE(GeneralUtil::BundleAppLaunchOnStartup(false, "/opt/quiet/quiet"));
+    EXPECT_FALSE(GeneralUtil::BundleAppLaunchOnStartup(false, "/opt/quiet/quiet"));
+    EXPECT_FALSE(GeneralUtil::GetAppFilePath().isEmpty());
+    GeneralUtil::GetNimbAppDirPath();
+    GeneralUtil::WaitForProcessToQuit(::getppid(), 1);
+    GeneralUtil::IsProcessRunning(::getpid(), QString());
+    EXPECT_EQ(testutil::readFile(dir.filePath("log")), QByteArray());
 }

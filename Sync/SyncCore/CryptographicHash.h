@@ -4,10 +4,6 @@
 #include "interfaces/SyncNamespace.h"
 #include "kvsynccore_export.h"
 
-#include <memory>
-
-class QCryptographicHash;
-
 inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
@@ -15,11 +11,11 @@ namespace core {
 /**
  * @brief SHA-1 and MD5 digests of files, as lower-case hexadecimal text.
  *
- * Files are streamed in 32 KiB chunks and never held in memory whole. A read
- * error part-way is taken as the end of the file (the digest then covers the
- * bytes read so far). Each call leaves its hash state reset, so one object
- * can hash any number of files, one after the other; it must not be used by
- * two threads at once.
+ * Files are streamed in 32 KiB chunks and never held in memory whole; the digests
+ * come from OpenSSL, which uses the processor's SHA instructions where present. A
+ * path that is not a regular file after links (a folder, a FIFO, a device) gives the
+ * null result at once, and so does a read error part-way: never the digest of a part
+ * of the file. The object keeps no state between calls.
  */
 class KVSYNCCORE_EXPORT CryptographicHash : public interf::ICryptographicHash
 {
@@ -30,14 +26,10 @@ public:
     CryptographicHash();
     ~CryptographicHash() override;
 
-    /// SHA-1 of the file: 40 lower-case hex digits, or a null QString when it cannot be opened.
+    /// SHA-1 of the file: 40 lower-case hex digits, or a null QString when it cannot be read.
     QString GenerateHash(QString filePath) override;
-    /// MD5 of the file: 32 lower-case hex digits, or a null QString when it cannot be opened.
+    /// MD5 of the file: 32 lower-case hex digits, or a null QString when it cannot be read.
     QString GenerateHashMD5(QString filePath) override;
-
-private:
-    std::shared_ptr<QCryptographicHash> sha1;
-    std::shared_ptr<QCryptographicHash> md5;
 };
 
 } // namespace core

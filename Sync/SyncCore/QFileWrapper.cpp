@@ -31,13 +31,11 @@ void logAt(log4cplus::LogLevel level, const QString& text, int line, const char*
 
 QFileWrapper::QFileWrapper()
     : _file(std::make_shared<QFile>())
-{
-}
+{ }
 
 QFileWrapper::QFileWrapper(std::shared_ptr<QFile> file)
     : _file(std::move(file))
-{
-}
+{ }
 
 QFileWrapper::~QFileWrapper() = default;
 
@@ -114,9 +112,9 @@ interf::IQFileWrapper::ErrorCode QFileWrapper::copy(const QString& newName)
     if (_file->copy(newName))
         return NoError;
     logAt(log4cplus::WARN_LOG_LEVEL,
-          QStringLiteral("File copy error.  QFile::FileError enum code <%0>.")
-              .arg(int(_file->error())),
-          __LINE__, __PRETTY_FUNCTION__);
+        QStringLiteral("File copy error.  QFile::FileError enum code <%0>.")
+            .arg(int(_file->error())),
+        __LINE__, __PRETTY_FUNCTION__);
     return CopyFailed;
 }
 
@@ -157,22 +155,24 @@ qint64 QFileWrapper::GetFreeDiskSpace() const
     return std::numeric_limits<qint64>::max();
 }
 
-std::shared_ptr<interf::IQFileWrapper> QFileWrapper::GetTempFile(const QString& tempFolderName,
-                                                                 const QString& extension) const
+std::shared_ptr<interf::IQFileWrapper> QFileWrapper::GetTempFile(
+    const QString& tempFolderName, const QString& extension) const
 {
     const QString name = fileName();
     if (name.isEmpty()) {
         logAt(log4cplus::ERROR_LOG_LEVEL,
-              QStringLiteral("Failed to get temp file in QFileWrapper::GetTempFile. File name is not set"),
-              __LINE__, __PRETTY_FUNCTION__);
+            QStringLiteral(
+                "Failed to get temp file in QFileWrapper::GetTempFile. File name is not set"),
+            __LINE__, __PRETTY_FUNCTION__);
         return nullptr;
     }
     const QFileInfo info(name);
     const QString folder = QStringLiteral("%0/%1").arg(info.absolutePath(), tempFolderName);
     // Another process may make the folder at the same moment: only its absence is a failure.
     if (!QFileInfo(folder).isDir() && !QDir().mkpath(folder) && !QFileInfo(folder).isDir()) {
-        logAt(log4cplus::ERROR_LOG_LEVEL, QStringLiteral("Failed to create temp folder %1").arg(folder),
-              __LINE__, __PRETTY_FUNCTION__);
+        logAt(log4cplus::ERROR_LOG_LEVEL,
+            QStringLiteral("Failed to create temp folder %1").arg(folder), __LINE__,
+            __PRETTY_FUNCTION__);
         return nullptr;
     }
     auto companion = std::make_shared<QFileWrapper>();
@@ -182,8 +182,12 @@ std::shared_ptr<interf::IQFileWrapper> QFileWrapper::GetTempFile(const QString& 
 
 std::shared_ptr<interf::IQFileWrapper> QFileWrapper::GetDownloadedTempFile() const
 {
+    // No file, no companion: never a path in the root folder such as "/.{SyncTemp}/.DWN".
+    if (fileName().isEmpty())
+        return std::make_shared<QFileWrapper>();
     const QFileInfo info(fileName());
-    const QString folder = QStringLiteral("%0/%1").arg(info.absolutePath(), consts::TEMP_FOLDER_NAME);
+    const QString folder
+        = QStringLiteral("%0/%1").arg(info.absolutePath(), consts::TEMP_FOLDER_NAME);
     auto companion = std::make_shared<QFileWrapper>();
     companion->setFileName(QStringLiteral("%0/%1.DWN").arg(folder, info.fileName()));
     return companion;

@@ -15,7 +15,8 @@
  *
  * The one place that decides in which mode files are opened for sharing with other
  * programs. On this platform the native engine already opens files shared, so open()
- * forwards unchanged; every other operation is QFSFileEngine's.
+ * forwards unchanged; every other operation is QFSFileEngine's, with one correction
+ * in fileFlags() so that results never differ from those of Qt's native engine.
  */
 class KVSYNCSHARINGENGINE_EXPORT QSharingFileEngine : public QFSFileEngine
 {
@@ -27,6 +28,11 @@ public:
     using QFSFileEngine::open;
     /// QFSFileEngine::open with both arguments unchanged.
     bool open(QIODevice::OpenMode mode, std::optional<QFile::Permissions> permissions) override;
+
+    /// QFSFileEngine's flags, except that a link whose target is missing (dangling, or a
+    /// loop of links) does not exist, as with Qt's native engine: QFileInfo and QDir give
+    /// the same answers with the handler installed as without it.
+    FileFlags fileFlags(FileFlags type) const override;
 };
 
 /**

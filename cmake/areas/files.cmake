@@ -38,7 +38,7 @@ synccore_add_tool_sources(
     tools/synccore/ShowCommand.cpp)
 
 synccore_add_test_helper(filelockhelper SOURCES tests/filelockhelper.cpp)
-synccore_add_test(filestest SOURCES tests/filestest.cpp)
+synccore_add_test(filestest SOURCES tests/filestest.cpp CONCURRENT)
 if(TARGET filestest)
     add_dependencies(filestest filelockhelper)
 endif()

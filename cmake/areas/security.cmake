@@ -14,13 +14,15 @@ target_sources(KvSyncCore PRIVATE
     Sync/SyncCore/Crypto.cpp
     Sync/SyncCore/CryptographicHash.h
     Sync/SyncCore/CryptographicHash.cpp
+    Sync/SyncCore/FileDigest_p.h
+    Sync/SyncCore/FileDigest.cpp
     Sync/SyncCore/SessionToken.h
     Sync/SyncCore/SessionToken.cpp)
 
-if(SYNCCORE_BUILD_TESTS OR SYNCCORE_BUILD_BENCHMARKS)
-    # OpenSSL is the reference of the tests and benchmarks only.
-    find_package(OpenSSL REQUIRED COMPONENTS Crypto)
-endif()
+# File digests (SHA-1, MD5) go through OpenSSL's EVP interface, which uses the
+# processor's SHA instructions; the AES tests and benchmarks take it as their reference.
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+target_link_libraries(KvSyncCore PRIVATE OpenSSL::Crypto)
 
 synccore_add_test(aestest SOURCES tests/aestest.cpp tests/OpenSslReference.h LIBS OpenSSL::Crypto)
 synccore_add_test(cryptotest SOURCES tests/cryptotest.cpp tests/OpenSslReference.h LIBS OpenSSL::Crypto)
