@@ -7,8 +7,16 @@ if(SYNCCORE_SANITIZE)
 endif()
 
 # Source locations in log lines and assertion messages (__FILE__) are paths
-# relative to the source tree, whatever folder the tree was built in.
+# relative to the source tree, whatever folder the tree was built in: Ninja
+# names sources relative to a build folder inside the tree ("../../Sync/...")
+# and absolute otherwise.
 add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+file(RELATIVE_PATH _synccore_up ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+if(_synccore_up AND NOT IS_ABSOLUTE "${_synccore_up}")
+    string(REGEX REPLACE "/+$" "" _synccore_up "${_synccore_up}")
+    add_compile_options(-fmacro-prefix-map=${_synccore_up}/=)
+endif()
+unset(_synccore_up)
 
 # In the fuzz build the library itself carries coverage instrumentation, so
 # that libFuzzer's feedback reaches into the code a target exercises.
