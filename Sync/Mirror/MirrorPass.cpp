@@ -735,14 +735,10 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
         if (journalHolds && !options.checksum) {
             same = true;
         } else {
+            // Both sides are read: --checksum is asked for when the target may have been
+            // changed behind the journal's back.
             bool readError = false;
-            if (journalHolds && !row->digest.empty()) {
-                // The target is as the journal left it: the recorded digest stands for it.
-                same = SameContent(sourceFd, -1, name, digest, &readError);
-                same = !readError && digest == row->digest;
-            } else {
-                same = SameContent(sourceFd, target.fd, name, digest, &readError);
-            }
+            same = SameContent(sourceFd, target.fd, name, digest, &readError);
             if (readError) {
                 Fail(path, QStringLiteral("cannot read the file"));
                 return;
