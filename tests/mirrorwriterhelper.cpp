@@ -7,6 +7,7 @@
 // Creates FILE.ready once the file has content.
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -22,7 +23,7 @@ int main(int argc, char** argv)
     }
     const std::string file = argv[1];
     const bool grow = std::strcmp(argv[2], "grow") == 0;
-    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | (grow ? O_APPEND : 0), 0644);
     if (fd < 0)
         return 3;
     std::vector<char> block(grow ? 64 * 1024 : 4 * 1024 * 1024);
@@ -30,7 +31,8 @@ int main(int argc, char** argv)
     for (unsigned long round = 0;; ++round) {
         if (grow) {
             std::memset(block.data(), 'a' + int(round % 26), block.size());
-            if (::lseek(fd, 0, SEEK_END) >= 64 * 1024 * 1024)
+            struct stat st;
+            if (::fstat(fd, &st) == 0 && st.st_size >= 64 * 1024 * 1024)
                 (void)!::ftruncate(fd, 0);
             if (::write(fd, block.data(), block.size()) < 0)
                 return 4;
