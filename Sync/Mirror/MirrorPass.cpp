@@ -31,6 +31,7 @@ using fs::EntryStat;
 namespace {
 
 constexpr size_t kNameMax = NAME_MAX;
+constexpr size_t kCompareChunk = 1 << 20;
 const char kWorkFolder[] = ".{SyncTemp}";
 const char kBackupFolder[] = ".{SyncBackup}";
 const char kCompanionSuffix[] = ".DWN";
@@ -146,14 +147,14 @@ int64_t nowNs()
 std::string digestFd(int fd)
 {
     QCryptographicHash hash(QCryptographicHash::Md5);
-    std::vector<char> buffer(1 << 20);
+    thread_local std::unique_ptr<char[]> buffer(new char[kCompareChunk]);
     for (off_t at = 0;;) {
-        const ssize_t n = pread(fd, buffer.data(), buffer.size(), at);
+        const ssize_t n = pread(fd, buffer.get(), kCompareChunk, at);
         if (n < 0)
             return std::string();
         if (n == 0)
             break;
-        hash.addData(QByteArrayView(buffer.data(), n));
+        hash.addData(QByteArrayView(buffer.get(), n));
         at += n;
     }
     const QByteArray r = hash.result();
@@ -209,6 +210,7 @@ public:
     QVector<QRegularExpression> extraExcludes;
     std::atomic<bool> cancel{false};
     std::atomic<int> rowsWritten{0};
+    std::unique_ptr<char[]> compareBuffer;
     QMetaObject::Connection rowsConnection;
 
     // State of the pass in progress.
@@ -678,26 +680,31 @@ bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::str
         return false;
     }
     QCryptographicHash hash(QCryptographicHash::Md5);
-    std::vector<char> x(1 << 20), y(1 << 20);
+    if (!compareBuffer) {
+        // Once per pass, not per file: fresh megabytes per file cost more than reading small files.
+        compareBuffer.reset(new char[2 * kCompareChunk]);
+    }
+    char* x = compareBuffer.get();
+    char* y = x + kCompareChunk;
     bool same = b.fd >= 0;
     for (;;) {
-        const ssize_t n = read(a.fd, x.data(), x.size());
+        const ssize_t n = read(a.fd, x, kCompareChunk);
         if (n < 0) {
             *readError = true;
             return false;
         }
         if (n == 0)
             break;
-        hash.addData(QByteArrayView(x.data(), n));
+        hash.addData(QByteArrayView(x, n));
         if (same) {
             ssize_t got = 0;
             while (got < n) {
-                const ssize_t m = read(b.fd, y.data() + got, size_t(n - got));
+                const ssize_t m = read(b.fd, y + got, size_t(n - got));
                 if (m <= 0)
                     break;
                 got += m;
             }
-            same = got == n && std::memcmp(x.data(), y.data(), size_t(n)) == 0;
+            same = got == n && std::memcmp(x, y, size_t(n)) == 0;
         }
         if (Stopping())
             return false;
