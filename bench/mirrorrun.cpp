@@ -30,7 +30,8 @@ int main(int argc, char** argv)
         options.deleteExtra = options.deleteExtra || std::strcmp(argv[i], "--delete") == 0;
     }
     QString error;
-    auto database = sync::core::SqliteDatabaseFactory::Open(QString::fromLocal8Bit(argv[3]), &error);
+    auto database
+        = sync::core::SqliteDatabaseFactory::Open(QString::fromLocal8Bit(argv[3]), &error);
     if (!database || !database->CreateActionLogTable()) {
         std::fprintf(stderr, "%s\n", qPrintable(error));
         return 1;

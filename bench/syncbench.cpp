@@ -95,7 +95,8 @@ std::string smallTree(const std::string& name, int files)
             ::mkdir(dir.c_str(), 0755);
         content[0] = char('a' + i % 26);
         const std::string tail = std::to_string(i);
-        writeFile(dir + "/f" + tail + ".txt", (content + tail).data(), content.size() + tail.size());
+        writeFile(
+            dir + "/f" + tail + ".txt", (content + tail).data(), content.size() + tail.size());
     }
     letAge();
     return root;
@@ -109,7 +110,8 @@ std::string largeTree()
     ::mkdir(root.c_str(), 0755);
     std::vector<char> chunk(1 << 20);
     for (int i = 0; i < kLargeFiles; ++i) {
-        const int fd = ::open((root + "/big" + std::to_string(i) + ".bin").c_str(), O_WRONLY | O_CREAT, 0644);
+        const int fd = ::open(
+            (root + "/big" + std::to_string(i) + ".bin").c_str(), O_WRONLY | O_CREAT, 0644);
         for (int mb = 0; mb < kLargeMiB; ++mb) {
             for (size_t j = 0; j < chunk.size(); j += 64)
                 chunk[j] = char(i * 131 + mb * 7 + int(j));
@@ -147,11 +149,13 @@ ProcessCost runProcess(const std::vector<std::string>& argv)
     }
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
-    struct rusage usage{};
+    struct rusage usage
+    {
+    };
     wait4(pid, &status, 0, &usage);
     cost.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     cost.cpuSeconds = double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
-                      + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+        + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
     cost.maxRssKiB = usage.ru_maxrss;
     cost.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     return cost;
@@ -159,7 +163,7 @@ ProcessCost runProcess(const std::vector<std::string>& argv)
 
 void removeTree(const std::string& path)
 {
-    runProcess({"rm", "-rf", path});
+    runProcess({ "rm", "-rf", path });
 }
 
 // Medians of what each case measured, by case name.
@@ -174,8 +178,7 @@ std::map<std::string, Samples>& samples()
     return s;
 }
 
-template <typename T>
-T median(std::vector<T> v)
+template <typename T> T median(std::vector<T> v)
 {
     if (v.empty())
         return T();
@@ -187,21 +190,20 @@ enum Tool { Ours = 0, Rsync = 1 };
 
 std::string name(int tool, int tree, int pass)
 {
-    return "BM_Pass/tool:" + std::to_string(tool) + "/tree:" + std::to_string(tree) + "/pass:" + std::to_string(pass)
-           + "/iterations:" + std::to_string(kRuns) + "/manual_time";
+    return "BM_Pass/tool:" + std::to_string(tool) + "/tree:" + std::to_string(tree)
+        + "/pass:" + std::to_string(pass) + "/iterations:" + std::to_string(kRuns) + "/manual_time";
 }
 
-
-std::vector<std::string> command(Tool tool, bool checksum, const std::string& source, const std::string& target,
-                                 const std::string& db)
+std::vector<std::string> command(Tool tool, bool checksum, const std::string& source,
+    const std::string& target, const std::string& db)
 {
     if (tool == Ours) {
-        std::vector<std::string> c{MIRROR_RUN_PATH, source, target, db};
+        std::vector<std::string> c { MIRROR_RUN_PATH, source, target, db };
         if (checksum)
             c.push_back("--checksum");
         return c;
     }
-    std::vector<std::string> c{"rsync", "-a"};
+    std::vector<std::string> c { "rsync", "-a" };
     if (checksum)
         c.push_back("--checksum");
     c.push_back(source + '/');
@@ -209,7 +211,8 @@ std::vector<std::string> command(Tool tool, bool checksum, const std::string& so
     return c;
 }
 
-// Arguments: tool, tree (0 small, 1 large, 2 many), pass (0 first, 1 unchanged, 2 unchanged --checksum).
+// Arguments: tool, tree (0 small, 1 large, 2 many), pass (0 first, 1 unchanged, 2 unchanged
+// --checksum).
 void BM_Pass(benchmark::State& state)
 {
     const Tool tool = Tool(state.range(0));
@@ -220,8 +223,8 @@ void BM_Pass(benchmark::State& state)
         return;
     }
     const std::string source = tree == 0 ? smallTree("small", kSmallFiles)
-                               : tree == 1 ? largeTree()
-                                           : smallTree("many", kManyFiles);
+        : tree == 1                      ? largeTree()
+                                         : smallTree("many", kManyFiles);
     const std::string tag = std::to_string(tool) + "-" + std::to_string(tree);
     const std::string target = work("target-" + tag);
     const std::string db = work("db-" + tag + ".sqlite");
@@ -233,7 +236,8 @@ void BM_Pass(benchmark::State& state)
             removeTree(db);
             removeTree(db + "-wal");
             removeTree(db + "-shm");
-        } else if (::access(target.c_str(), F_OK) != 0 && !runProcess(command(tool, false, source, target, db)).ok) {
+        } else if (::access(target.c_str(), F_OK) != 0
+            && !runProcess(command(tool, false, source, target, db)).ok) {
             state.SkipWithError("the first pass failed");
             break;
         }
@@ -257,7 +261,8 @@ void BM_WatchLatency(benchmark::State& state)
     const std::string source = smallTree("many", kManyFiles);
     const std::string target = work("watch-target");
     QString error;
-    auto database = sync::core::SqliteDatabaseFactory::Open(QString::fromStdString(work("watch.sqlite")), &error);
+    auto database = sync::core::SqliteDatabaseFactory::Open(
+        QString::fromStdString(work("watch.sqlite")), &error);
     if (!database || !database->CreateActionLogTable()) {
         state.SkipWithError("no database");
         return;
@@ -268,8 +273,8 @@ void BM_WatchLatency(benchmark::State& state)
     options.target = QString::fromStdString(target);
     options.settleMs = 200;
     sync::mirror::MirrorWatcher watcher(options, &log, database, nullptr, nullptr);
-    std::atomic<int> passes{0};
-    std::atomic<int> lastFiles{0};
+    std::atomic<int> passes { 0 };
+    std::atomic<int> lastFiles { 0 };
     watcher.SetResultCallback([&](const sync::mirror::MirrorResult& r, bool) {
         lastFiles = r.files;
         ++passes;
@@ -297,7 +302,8 @@ void BM_WatchLatency(benchmark::State& state)
             if (std::chrono::steady_clock::now() - start > std::chrono::seconds(30))
                 break;
         }
-        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        const double seconds
+            = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         state.SetIterationTime(seconds);
         samples()["watch"].seconds.push_back(seconds);
         while (passes.load() == before)
@@ -310,7 +316,8 @@ void BM_WatchLatency(benchmark::State& state)
         state.SkipWithError("a pass after one change touched more than that file");
 }
 
-void printRatio(const char* label, int tree, int pass, const char* target, double units, const char* unitName)
+void printRatio(
+    const char* label, int tree, int pass, const char* target, double units, const char* unitName)
 {
     const Samples& ours = samples()[name(Ours, tree, pass)];
     const Samples& rsync = samples()[name(Rsync, tree, pass)];
@@ -319,9 +326,9 @@ void printRatio(const char* label, int tree, int pass, const char* target, doubl
         return;
     }
     const double a = median(ours.seconds), b = median(rsync.seconds);
-    std::printf("%-44s %9.3f %9.3f %7.2fx  %-8s %s   cpu %8.1f us/%s (rsync %8.1f)\n", label, a, b, a / b, target,
-                a / b <= 1.0 ? "met" : "MISSED", median(ours.cpu) * 1e6 / units, unitName,
-                median(rsync.cpu) * 1e6 / units, unitName);
+    std::printf("%-44s %9.3f %9.3f %7.2fx  %-8s %s   cpu %8.1f us/%s (rsync %8.1f)\n", label, a, b,
+        a / b, target, a / b <= 1.0 ? "met" : "MISSED", median(ours.cpu) * 1e6 / units, unitName,
+        median(rsync.cpu) * 1e6 / units, unitName);
 }
 
 } // namespace
@@ -330,23 +337,23 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
-    for (int tree : {0, 1}) {
-        for (int pass : {0, 1, 2}) {
-            for (int tool : {0, 1}) {
+    for (int tree : { 0, 1 }) {
+        for (int pass : { 0, 1, 2 }) {
+            for (int tool : { 0, 1 }) {
                 benchmark::RegisterBenchmark("BM_Pass", BM_Pass)
-                    ->Args({tool, tree, pass})
-                    ->ArgNames({"tool", "tree", "pass"})
+                    ->Args({ tool, tree, pass })
+                    ->ArgNames({ "tool", "tree", "pass" })
                     ->Iterations(kRuns)
                     ->UseManualTime()
                     ->Unit(benchmark::kMillisecond);
             }
         }
     }
-    for (int pass : {0, 1}) {
-        for (int tool : {0, 1}) {
+    for (int pass : { 0, 1 }) {
+        for (int tool : { 0, 1 }) {
             benchmark::RegisterBenchmark("BM_Pass", BM_Pass)
-                ->Args({tool, 2, pass})
-                ->ArgNames({"tool", "tree", "pass"})
+                ->Args({ tool, 2, pass })
+                ->ArgNames({ "tool", "tree", "pass" })
                 ->Iterations(kRuns)
                 ->UseManualTime()
                 ->Unit(benchmark::kMillisecond);
@@ -361,8 +368,8 @@ int main(int argc, char** argv)
     benchmark::Shutdown();
 
     const double largeMiB = double(kLargeFiles) * kLargeMiB;
-    std::printf("\nmedian of %d runs, whole processes        %9s %9s %8s  %-8s\n", kRuns, "ours s", "rsync s",
-                "ratio", "target");
+    std::printf("\nmedian of %d runs, whole processes        %9s %9s %8s  %-8s\n", kRuns, "ours s",
+        "rsync s", "ratio", "target");
     char label[128];
     std::snprintf(label, sizeof label, "%d small files, first pass", kSmallFiles);
     printRatio(label, 0, 0, "<= 1.0x", kSmallFiles, "file");
@@ -382,20 +389,25 @@ int main(int argc, char** argv)
     printRatio(label, 2, 1, "<= 1.0x", kManyFiles, "file");
 
     std::printf("\npeak memory (median KiB)                      ours      rsync\n");
-    for (int pass : {0, 1}) {
-        const long a = median(samples()[name(Ours, 0, pass)].rss), b = median(samples()[name(Ours, 2, pass)].rss);
-        const long ra = median(samples()[name(Rsync, 0, pass)].rss), rb = median(samples()[name(Rsync, 2, pass)].rss);
-        std::printf("%-9s %7d files                    %9ld %9ld\n", pass ? "unchanged" : "first", kSmallFiles, a, ra);
-        std::printf("%-9s %7d files                    %9ld %9ld   growth %.2fx  (target: flat, <= 1.25x)  %s\n",
-                    pass ? "unchanged" : "first", kManyFiles, b, rb, a > 0 ? double(b) / double(a) : 0.0,
-                    a > 0 && double(b) / double(a) <= 1.25 ? "met" : "MISSED");
+    for (int pass : { 0, 1 }) {
+        const long a = median(samples()[name(Ours, 0, pass)].rss),
+                   b = median(samples()[name(Ours, 2, pass)].rss);
+        const long ra = median(samples()[name(Rsync, 0, pass)].rss),
+                   rb = median(samples()[name(Rsync, 2, pass)].rss);
+        std::printf("%-9s %7d files                    %9ld %9ld\n", pass ? "unchanged" : "first",
+            kSmallFiles, a, ra);
+        std::printf("%-9s %7d files                    %9ld %9ld   growth %.2fx  (target: flat, <= "
+                    "1.25x)  %s\n",
+            pass ? "unchanged" : "first", kManyFiles, b, rb, a > 0 ? double(b) / double(a) : 0.0,
+            a > 0 && double(b) / double(a) <= 1.25 ? "met" : "MISSED");
     }
     const std::vector<double>& watch = samples()["watch"].seconds;
     if (!watch.empty()) {
         const double m = median(watch);
-        std::printf("\n--watch, one write in %d files to in place: median %.3f s (target < 1 s, settle 200 ms "
+        std::printf("\n--watch, one write in %d files to in place: median %.3f s (target < 1 s, "
+                    "settle 200 ms "
                     "included)  %s\n",
-                    kManyFiles, m, m < 1.0 ? "met" : "MISSED");
+            kManyFiles, m, m < 1.0 ? "met" : "MISSED");
     }
     return 0;
 }

@@ -39,28 +39,44 @@ struct timespec fromNs(int64_t ns)
 EntryStat::Type typeOfMode(mode_t mode)
 {
     switch (mode & S_IFMT) {
-    case S_IFREG: return EntryStat::File;
-    case S_IFDIR: return EntryStat::Folder;
-    case S_IFLNK: return EntryStat::Link;
-    case S_IFIFO: return EntryStat::Fifo;
-    case S_IFSOCK: return EntryStat::Socket;
-    case S_IFCHR: return EntryStat::CharDevice;
-    case S_IFBLK: return EntryStat::BlockDevice;
-    default: return EntryStat::Other;
+    case S_IFREG:
+        return EntryStat::File;
+    case S_IFDIR:
+        return EntryStat::Folder;
+    case S_IFLNK:
+        return EntryStat::Link;
+    case S_IFIFO:
+        return EntryStat::Fifo;
+    case S_IFSOCK:
+        return EntryStat::Socket;
+    case S_IFCHR:
+        return EntryStat::CharDevice;
+    case S_IFBLK:
+        return EntryStat::BlockDevice;
+    default:
+        return EntryStat::Other;
     }
 }
 
 EntryStat::Type typeOfDirent(unsigned char type)
 {
     switch (type) {
-    case DT_REG: return EntryStat::File;
-    case DT_DIR: return EntryStat::Folder;
-    case DT_LNK: return EntryStat::Link;
-    case DT_FIFO: return EntryStat::Fifo;
-    case DT_SOCK: return EntryStat::Socket;
-    case DT_CHR: return EntryStat::CharDevice;
-    case DT_BLK: return EntryStat::BlockDevice;
-    default: return EntryStat::Other;
+    case DT_REG:
+        return EntryStat::File;
+    case DT_DIR:
+        return EntryStat::Folder;
+    case DT_LNK:
+        return EntryStat::Link;
+    case DT_FIFO:
+        return EntryStat::Fifo;
+    case DT_SOCK:
+        return EntryStat::Socket;
+    case DT_CHR:
+        return EntryStat::CharDevice;
+    case DT_BLK:
+        return EntryStat::BlockDevice;
+    default:
+        return EntryStat::Other;
     }
 }
 
@@ -118,7 +134,8 @@ int OpenFolderAt(int folderFd, const char* name)
 
 int OpenFileForReadAt(int folderFd, const char* name)
 {
-    const int fd = openat(folderFd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    const int fd
+        = openat(folderFd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0)
         return -errno;
     struct stat st;
@@ -139,8 +156,8 @@ int OpenFileForReadAt(int folderFd, const char* name)
 
 int CreateFileAt(int folderFd, const char* name, uint32_t mode)
 {
-    const int fd = openat(folderFd, name, O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
-                          mode_t(mode));
+    const int fd
+        = openat(folderFd, name, O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode_t(mode));
     return fd >= 0 ? fd : -errno;
 }
 
@@ -257,13 +274,13 @@ int SetModeAt(int folderFd, const char* name, uint32_t mode)
 
 int SetTimesFd(int fd, int64_t mtimeNs)
 {
-    const struct timespec times[2] = {fromNs(mtimeNs), fromNs(mtimeNs)};
+    const struct timespec times[2] = { fromNs(mtimeNs), fromNs(mtimeNs) };
     return futimens(fd, times) == 0 ? 0 : -errno;
 }
 
 int SetTimesAt(int folderFd, const char* name, int64_t mtimeNs)
 {
-    const struct timespec times[2] = {fromNs(mtimeNs), fromNs(mtimeNs)};
+    const struct timespec times[2] = { fromNs(mtimeNs), fromNs(mtimeNs) };
     return utimensat(folderFd, name, times, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : -errno;
 }
 
@@ -365,7 +382,7 @@ int Inotify::Read(std::vector<Event>& events, int timeoutMs)
 {
     if (_fd < 0 || _wakeFd < 0)
         return _error;
-    struct pollfd fds[2] = {{_fd, POLLIN, 0}, {_wakeFd, POLLIN, 0}};
+    struct pollfd fds[2] = { { _fd, POLLIN, 0 }, { _wakeFd, POLLIN, 0 } };
     const int ready = poll(fds, 2, timeoutMs);
     if (ready < 0)
         return errno == EINTR ? 0 : -errno;

@@ -68,7 +68,8 @@ inline QStringList namesContaining(const QString& root, const QString& part)
 {
     QStringList out;
     QDir dir(root);
-    for (const QString& name : dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
+    for (const QString& name :
+        dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
         if (name.contains(part))
             out.append(name);
         if (QFileInfo(dir.filePath(name)).isDir() && !QFileInfo(dir.filePath(name)).isSymLink()) {
@@ -132,7 +133,8 @@ protected:
     int CountRows(const QString& table)
     {
         auto q = database->CreateQuery();
-        if (!q->prepare(QStringLiteral("SELECT COUNT(*) FROM ") + table) || !q->exec() || !q->next())
+        if (!q->prepare(QStringLiteral("SELECT COUNT(*) FROM ") + table) || !q->exec()
+            || !q->next())
             return -1;
         return q->value(0).toInt();
     }
@@ -141,7 +143,7 @@ protected:
     QString source, target, dbPath;
     std::shared_ptr<sync::core::SqliteDatabaseFactory> database;
     std::unique_ptr<sync::core::ActionLog> log;
-    sync::core::FileNameMatcher matcher{QString(), sync::core::uploadDownloadExclusionsRegex};
+    sync::core::FileNameMatcher matcher { QString(), sync::core::uploadDownloadExclusionsRegex };
 };
 
 inline std::string failuresText(const MirrorResult& r)

@@ -42,10 +42,10 @@ TEST_P(MirrorKillTest, LeavesOldOrNewAndTheNextPassFinishes)
     writeBytes(S("file.bin"), std::string(kBig, 'N'));
     log.reset(); // the child writes the same database
 
-    const testutil::ProcessResult child = testutil::run(
-        QStringLiteral(MIRROR_KILL_HELPER),
-        {source, target, dbPath, QString::number(row.stage), QStringLiteral("file.bin")}, 60000);
-    ASSERT_EQ(child.signal, SIGKILL) << "exit " << child.exitCode << ": " << child.err.toStdString();
+    const testutil::ProcessResult child = testutil::run(QStringLiteral(MIRROR_KILL_HELPER),
+        { source, target, dbPath, QString::number(row.stage), QStringLiteral("file.bin") }, 60000);
+    ASSERT_EQ(child.signal, SIGKILL)
+        << "exit " << child.exitCode << ": " << child.err.toStdString();
 
     const std::string content = readBytes(T("file.bin"));
     if (row.replacing) {
@@ -69,12 +69,12 @@ TEST_P(MirrorKillTest, LeavesOldOrNewAndTheNextPassFinishes)
     EXPECT_EQ(after.unchanged, 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Stages, MirrorKillTest,
-    ::testing::Values(KillRow{"NewCompanionOpened", 0, false}, KillRow{"NewCompanionWritten", 1, false},
-                      KillRow{"NewReplaced", 2, false}, KillRow{"NewJournalWritten", 3, false},
-                      KillRow{"ReplaceCompanionOpened", 0, true}, KillRow{"ReplaceCompanionWritten", 1, true},
-                      KillRow{"ReplaceReplaced", 2, true}, KillRow{"ReplaceJournalWritten", 3, true}),
+INSTANTIATE_TEST_SUITE_P(Stages, MirrorKillTest,
+    ::testing::Values(KillRow { "NewCompanionOpened", 0, false },
+        KillRow { "NewCompanionWritten", 1, false }, KillRow { "NewReplaced", 2, false },
+        KillRow { "NewJournalWritten", 3, false }, KillRow { "ReplaceCompanionOpened", 0, true },
+        KillRow { "ReplaceCompanionWritten", 1, true }, KillRow { "ReplaceReplaced", 2, true },
+        KillRow { "ReplaceJournalWritten", 3, true }),
     [](const ::testing::TestParamInfo<KillRow>& info) { return std::string(info.param.name); });
 
 class MirrorWriterTest : public MirrorFixture, public ::testing::WithParamInterface<const char*>
@@ -87,7 +87,7 @@ TEST_P(MirrorWriterTest, NeverPutsATornFileInPlace)
     const QString mode = QString::fromLatin1(GetParam());
     const std::string path = S("busy.dat");
     QProcess writer;
-    writer.start(QStringLiteral(MIRROR_WRITER_HELPER), {QString::fromStdString(path), mode});
+    writer.start(QStringLiteral(MIRROR_WRITER_HELPER), { QString::fromStdString(path), mode });
     ASSERT_TRUE(writer.waitForStarted());
     for (int i = 0; i < 500 && !exists(path + ".ready"); ++i)
         QThread::msleep(10);
@@ -102,14 +102,16 @@ TEST_P(MirrorWriterTest, NeverPutsATornFileInPlace)
     const std::string copy = readBytes(T("busy.dat"));
     bool reported = false;
     for (const auto& f : r.failures)
-        reported = reported || (f.path == "busy.dat" && f.cause.contains(QStringLiteral("changed")));
+        reported
+            = reported || (f.path == "busy.dat" && f.cause.contains(QStringLiteral("changed")));
     if (copy == "<missing>") {
         EXPECT_TRUE(reported) << failuresText(r);
         EXPECT_EQ(r.ExitStatus(), 23);
     } else {
         // Put in place only as a whole snapshot: one letter all through.
         EXPECT_FALSE(reported);
-        EXPECT_EQ(copy.find_first_not_of(copy[0]), std::string::npos) << "a torn copy was put in place";
+        EXPECT_EQ(copy.find_first_not_of(copy[0]), std::string::npos)
+            << "a torn copy was put in place";
     }
     EXPECT_TRUE(namesContaining(target, QStringLiteral("SyncTemp")).isEmpty());
 
@@ -133,7 +135,7 @@ TEST_F(MirrorFixture, FullTargetKeepsTheOldFileAndGoesOn)
     {
         std::string at;
         ~Unmount() { ::umount2(at.c_str(), MNT_DETACH); }
-    } unmount{mountPoint};
+    } unmount { mountPoint };
     target = mountDir.path() + QStringLiteral("/dst");
 
     writeBytes(S("a-large"), "old content");
@@ -154,7 +156,8 @@ TEST_F(MirrorFixture, FullTargetKeepsTheOldFileAndGoesOn)
         failedRows += a.actionType == sync::core::action::UploadFailed;
     EXPECT_EQ(failedRows, 1);
 
-    ASSERT_EQ(::mount("tmpfs", mountPoint.c_str(), "tmpfs", MS_REMOUNT, "size=8m"), 0) << std::strerror(errno);
+    ASSERT_EQ(::mount("tmpfs", mountPoint.c_str(), "tmpfs", MS_REMOUNT, "size=8m"), 0)
+        << std::strerror(errno);
     const MirrorResult freed = Pass();
     EXPECT_EQ(freed.ExitStatus(), 0) << failuresText(freed);
     EXPECT_EQ(readBytes(T("a-large")), std::string(3 * 1024 * 1024, 'L'));

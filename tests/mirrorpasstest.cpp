@@ -33,7 +33,7 @@ mode_t modeOf(const std::string& path)
 
 void setMtime(const std::string& path, int64_t sec, long nsec)
 {
-    const struct timespec times[2] = {{sec, nsec}, {sec, nsec}};
+    const struct timespec times[2] = { { sec, nsec }, { sec, nsec } };
     ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
 }
 
@@ -110,7 +110,7 @@ TEST_F(MirrorPassTest, MirrorsNamesThatAreNotUtf8ByteExact)
     EXPECT_EQ(readBytes(T("d\xfe/inner")), "inner");
     EXPECT_EQ(r.copied, 2);
     // QDir cannot remove such names; the test does.
-    for (const std::string& root : {S(""), T("")}) {
+    for (const std::string& root : { S(""), T("") }) {
         ::unlink((root + name).c_str());
         ::unlink((root + "d\xfe/inner").c_str());
         ::rmdir((root + "d\xfe").c_str());
@@ -124,7 +124,7 @@ TEST_F(MirrorPassTest, ReportsSpecialFilesAndNeverFollowsLinksToThem)
     ASSERT_EQ(::symlink(S("fifo").c_str(), S("link-to-fifo").c_str()), 0);
     ASSERT_EQ(::symlink("/dev/zero", S("link-to-zero").c_str()), 0);
     const int sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un addr{};
+    sockaddr_un addr {};
     addr.sun_family = AF_UNIX;
     const std::string sockPath = S("socket");
     ASSERT_LT(sockPath.size(), sizeof addr.sun_path);
@@ -135,7 +135,8 @@ TEST_F(MirrorPassTest, ReportsSpecialFilesAndNeverFollowsLinksToThem)
 
     // A pass that blocked on the FIFO would never come back.
     auto future = std::async(std::launch::async, [this] { return Pass(); });
-    ASSERT_EQ(future.wait_for(std::chrono::seconds(60)), std::future_status::ready) << "the pass hangs";
+    ASSERT_EQ(future.wait_for(std::chrono::seconds(60)), std::future_status::ready)
+        << "the pass hangs";
     const MirrorResult r = future.get();
     ::close(sock);
     EXPECT_EQ(r.ExitStatus(), 23);
@@ -172,13 +173,14 @@ TEST_F(MirrorPassTest, ReportsUnreadableFolders)
 // Names up to the file system's limit sync, though "NAME.DWN" would be too long.
 TEST_F(MirrorPassTest, MirrorsNamesUpToTheLongestAllowed)
 {
-    for (int length : {250, 251, 252, 253, 254, 255})
+    for (int length : { 250, 251, 252, 253, 254, 255 })
         writeBytes(S(std::string(size_t(length), char('a' + length % 26))), std::to_string(length));
     const MirrorResult r = Pass();
     EXPECT_EQ(r.ExitStatus(), 0) << failuresText(r);
     EXPECT_EQ(r.copied, 6);
-    for (int length : {250, 251, 252, 253, 254, 255})
-        EXPECT_EQ(readBytes(T(std::string(size_t(length), char('a' + length % 26)))), std::to_string(length));
+    for (int length : { 250, 251, 252, 253, 254, 255 })
+        EXPECT_EQ(readBytes(T(std::string(size_t(length), char('a' + length % 26)))),
+            std::to_string(length));
     // Replacing works the same way.
     writeBytes(S(std::string(255, 'a' + 255 % 26)), "changed");
     const MirrorResult again = Pass();
@@ -202,45 +204,44 @@ TEST_P(MirrorNestingTest, RefusesFoldersThatNest)
     QTemporaryDir dir;
     const std::string root = dir.path().toStdString();
     const auto [source, target] = GetParam().make(root);
-    const QString error = MirrorPass::CheckFolders(QString::fromStdString(source), QString::fromStdString(target));
+    const QString error
+        = MirrorPass::CheckFolders(QString::fromStdString(source), QString::fromStdString(target));
     EXPECT_FALSE(error.isEmpty()) << GetParam().name;
     // Nothing was made inside the source.
     EXPECT_FALSE(exists(root + "/src/copy"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, MirrorNestingTest,
-    ::testing::Values(
-        NestingRow{"target inside source",
-                   [](const std::string& r) {
-                       ::mkdir((r + "/src").c_str(), 0755);
-                       return std::make_pair(r + "/src", r + "/src/copy");
-                   }},
-        NestingRow{"same folder",
-                   [](const std::string& r) {
-                       ::mkdir((r + "/src").c_str(), 0755);
-                       return std::make_pair(r + "/src", r + "/src/");
-                   }},
-        NestingRow{"target is a link into the source",
-                   [](const std::string& r) {
-                       ::mkdir((r + "/src").c_str(), 0755);
-                       ::mkdir((r + "/src/inner").c_str(), 0755);
-                       ::symlink((r + "/src/inner").c_str(), (r + "/mirror").c_str());
-                       return std::make_pair(r + "/src", r + "/mirror");
-                   }},
-        NestingRow{"missing target below a link into the source",
-                   [](const std::string& r) {
-                       ::mkdir((r + "/src").c_str(), 0755);
-                       ::symlink((r + "/src").c_str(), (r + "/alias").c_str());
-                       return std::make_pair(r + "/src", r + "/alias/copy");
-                   }},
-        NestingRow{"source is a link into the target",
-                   [](const std::string& r) {
-                       ::mkdir((r + "/dst").c_str(), 0755);
-                       ::mkdir((r + "/dst/part").c_str(), 0755);
-                       ::symlink((r + "/dst/part").c_str(), (r + "/src").c_str());
-                       return std::make_pair(r + "/src", r + "/dst");
-                   }}),
+INSTANTIATE_TEST_SUITE_P(Rows, MirrorNestingTest,
+    ::testing::Values(NestingRow { "target inside source",
+                          [](const std::string& r) {
+                              ::mkdir((r + "/src").c_str(), 0755);
+                              return std::make_pair(r + "/src", r + "/src/copy");
+                          } },
+        NestingRow { "same folder",
+            [](const std::string& r) {
+                ::mkdir((r + "/src").c_str(), 0755);
+                return std::make_pair(r + "/src", r + "/src/");
+            } },
+        NestingRow { "target is a link into the source",
+            [](const std::string& r) {
+                ::mkdir((r + "/src").c_str(), 0755);
+                ::mkdir((r + "/src/inner").c_str(), 0755);
+                ::symlink((r + "/src/inner").c_str(), (r + "/mirror").c_str());
+                return std::make_pair(r + "/src", r + "/mirror");
+            } },
+        NestingRow { "missing target below a link into the source",
+            [](const std::string& r) {
+                ::mkdir((r + "/src").c_str(), 0755);
+                ::symlink((r + "/src").c_str(), (r + "/alias").c_str());
+                return std::make_pair(r + "/src", r + "/alias/copy");
+            } },
+        NestingRow { "source is a link into the target",
+            [](const std::string& r) {
+                ::mkdir((r + "/dst").c_str(), 0755);
+                ::mkdir((r + "/dst/part").c_str(), 0755);
+                ::symlink((r + "/dst/part").c_str(), (r + "/src").c_str());
+                return std::make_pair(r + "/src", r + "/dst");
+            } }),
     [](const ::testing::TestParamInfo<NestingRow>& info) {
         std::string n = info.param.name;
         for (char& c : n)
@@ -257,8 +258,8 @@ TEST(MirrorBindMountTest, RefusesATargetInsideABindMountOfTheSource)
     ::mkdir((r + "/view").c_str(), 0755);
     if (::mount((r + "/src").c_str(), (r + "/view").c_str(), nullptr, MS_BIND, nullptr) != 0)
         GTEST_SKIP() << "cannot bind-mount here (needs root): " << std::strerror(errno);
-    const QString error = MirrorPass::CheckFolders(QString::fromStdString(r + "/src"),
-                                                   QString::fromStdString(r + "/view/copy"));
+    const QString error = MirrorPass::CheckFolders(
+        QString::fromStdString(r + "/src"), QString::fromStdString(r + "/view/copy"));
     ::umount((r + "/view").c_str());
     EXPECT_FALSE(error.isEmpty());
 }
@@ -293,7 +294,8 @@ TEST_F(MirrorPassTest, ReportsADamagedDatabase)
     QString error;
     database = sync::core::SqliteDatabaseFactory::Open(dbPath, &error);
     if (!database)
-        GTEST_SKIP() << "the damaged file is refused at open, which the caller reports: " << error.toStdString();
+        GTEST_SKIP() << "the damaged file is refused at open, which the caller reports: "
+                     << error.toStdString();
     log = std::make_unique<sync::core::ActionLog>(database);
     writeBytes(S("g"), "g");
     const MirrorResult r = Pass();
@@ -406,7 +408,7 @@ TEST_F(MirrorPassTest, ExtraExcludePatternsApplyForOneRun)
     writeBytes(S("report.tmp"), "t");
     writeBytes(S("report.txt"), "x");
     MirrorOptions o = Options();
-    o.excludes = {QStringLiteral("\\.TMP$")};
+    o.excludes = { QStringLiteral("\\.TMP$") };
     const MirrorResult r = Pass(o);
     EXPECT_EQ(r.excluded, 1);
     EXPECT_FALSE(exists(T("report.tmp")));

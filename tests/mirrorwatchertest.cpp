@@ -20,10 +20,11 @@ class WatcherTest : public MirrorFixture
 protected:
     void Start(MirrorOptions o)
     {
-        watcher = std::make_unique<MirrorWatcher>(std::move(o), log.get(), database, &matcher, nullptr);
+        watcher
+            = std::make_unique<MirrorWatcher>(std::move(o), log.get(), database, &matcher, nullptr);
         watcher->SetResultCallback([this](const MirrorResult& r, bool full) {
             std::lock_guard<std::mutex> lock(mutex);
-            results.push_back({r, full});
+            results.push_back({ r, full });
             changed.notify_all();
         });
         thread = std::thread([this] { runError = watcher->Run(); });
@@ -45,7 +46,8 @@ protected:
     bool WaitForPasses(size_t count)
     {
         std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(20), [&] { return results.size() >= count; });
+        return changed.wait_for(
+            lock, std::chrono::seconds(20), [&] { return results.size() >= count; });
     }
 
     std::pair<MirrorResult, bool> Result(size_t i)

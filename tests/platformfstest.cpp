@@ -72,7 +72,7 @@ TEST_F(PlatformFsTest, ListsAndStatsRawByteNames)
     std::vector<fs::FolderEntry> entries;
     ASSERT_EQ(fs::ReadFolder(folder, entries), 0);
     std::sort(entries.begin(), entries.end(),
-              [](const fs::FolderEntry& a, const fs::FolderEntry& b) { return a.name < b.name; });
+        [](const fs::FolderEntry& a, const fs::FolderEntry& b) { return a.name < b.name; });
     ASSERT_EQ(entries.size(), 2u);
     EXPECT_EQ(entries[0].name, odd);
     EXPECT_EQ(entries[1].name, "sub");
@@ -141,7 +141,9 @@ TEST_F(PlatformFsTest, CopyStopsWhenAsked)
     const int in = fs::OpenFileForReadAt(folder, "from");
     const int out = fs::CreateFileAt(folder, "to", 0600);
     int64_t copied = 0;
-    EXPECT_EQ(fs::CopyData(in, out, copied, [](void*) { return true; }, nullptr), -ECANCELED);
+    EXPECT_EQ(fs::CopyData(
+                  in, out, copied, [](void*) { return true; }, nullptr),
+        -ECANCELED);
     EXPECT_EQ(copied, 0);
     fs::Close(in);
     fs::Close(out);
@@ -157,7 +159,8 @@ TEST_F(PlatformFsTest, RemovesTreesWithoutFollowingLinks)
     }
     ASSERT_EQ(fs::CreateFolderAt(folder, "tree", 0755), 0);
     ASSERT_EQ(::mkdir((root + "/tree/deep").c_str(), 0755), 0);
-    ASSERT_EQ(::symlink(outside.path().toStdString().c_str(), (root + "/tree/deep/out").c_str()), 0);
+    ASSERT_EQ(
+        ::symlink(outside.path().toStdString().c_str(), (root + "/tree/deep/out").c_str()), 0);
     ASSERT_EQ(fs::RemoveTreeAt(folder, "tree"), 0);
     fs::EntryStat st;
     EXPECT_EQ(fs::StatAt(folder, "tree", st), -ENOENT);

@@ -43,8 +43,7 @@ QByteArray belowEnd(const std::string& path)
 
 MirrorJournal::MirrorJournal(std::shared_ptr<sync::core::SqliteDatabaseFactory> database)
     : _database(std::move(database))
-{
-}
+{ }
 
 MirrorJournal::~MirrorJournal()
 {
@@ -187,8 +186,9 @@ void MirrorJournal::Remove(const std::string& folder, const std::string& name)
     _Begin();
     const std::string path = folder.empty() ? name : folder + '/' + name;
     auto q = _database->CreateQuery();
-    q->prepare(QStringLiteral("DELETE FROM MirrorJournal WHERE pair = :p AND ((folder = :f AND name = :n)"
-                              " OR folder = :path OR (folder >= :lo AND folder < :hi))"));
+    q->prepare(
+        QStringLiteral("DELETE FROM MirrorJournal WHERE pair = :p AND ((folder = :f AND name = :n)"
+                       " OR folder = :path OR (folder >= :lo AND folder < :hi))"));
     q->bindValue(QStringLiteral(":p"), _pair);
     q->bindValue(QStringLiteral(":f"), bytes(folder));
     q->bindValue(QStringLiteral(":n"), bytes(name));

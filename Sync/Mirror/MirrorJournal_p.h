@@ -32,7 +32,7 @@ struct JournalRow
     uint64_t targetInode = 0;
     int64_t targetSize = 0;
     int64_t targetMtimeNs = 0;
-    std::string link;   ///< a link's text
+    std::string link; ///< a link's text
     std::string digest; ///< MD5 of the content when it was read, else empty
 };
 

@@ -72,7 +72,7 @@ bool isValidUtf8(const std::string& s)
                 return false;
             cp = (cp << 6) | (p[i] & 0x3F);
         }
-        const uint32_t minimum[] = {0, 0x80, 0x800, 0x10000};
+        const uint32_t minimum[] = { 0, 0x80, 0x800, 0x10000 };
         if (cp < minimum[extra] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
             return false;
         p += extra + 1;
@@ -114,22 +114,30 @@ std::string companionName(const std::string& name)
     for (unsigned char c : name)
         h = (h ^ c) * 1099511628211ull;
     char buffer[40];
-    std::snprintf(buffer, sizeof buffer, "~%016llx%s", static_cast<unsigned long long>(h),
-                  kCompanionSuffix);
+    std::snprintf(
+        buffer, sizeof buffer, "~%016llx%s", static_cast<unsigned long long>(h), kCompanionSuffix);
     return buffer;
 }
 
 const char* typeName(EntryStat::Type type)
 {
     switch (type) {
-    case EntryStat::Fifo: return "a FIFO";
-    case EntryStat::Socket: return "a socket";
-    case EntryStat::CharDevice: return "a character device";
-    case EntryStat::BlockDevice: return "a block device";
-    case EntryStat::Folder: return "a folder";
-    case EntryStat::Link: return "a symbolic link";
-    case EntryStat::File: return "a file";
-    default: return "an entry of unknown type";
+    case EntryStat::Fifo:
+        return "a FIFO";
+    case EntryStat::Socket:
+        return "a socket";
+    case EntryStat::CharDevice:
+        return "a character device";
+    case EntryStat::BlockDevice:
+        return "a block device";
+    case EntryStat::Folder:
+        return "a folder";
+    case EntryStat::Link:
+        return "a symbolic link";
+    case EntryStat::File:
+        return "a file";
+    default:
+        return "an entry of unknown type";
     }
 }
 
@@ -172,8 +180,7 @@ struct Fd
     Fd() = default;
     explicit Fd(int f)
         : fd(f)
-    {
-    }
+    { }
     ~Fd() { fs::Close(fd); }
     Fd(const Fd&) = delete;
     Fd& operator=(const Fd&) = delete;
@@ -208,8 +215,8 @@ public:
     std::function<void(Stage, const QByteArray&)> stageHook;
     std::function<void(const QByteArray&)> folderCallback;
     QVector<QRegularExpression> extraExcludes;
-    std::atomic<bool> cancel{false};
-    std::atomic<int> rowsWritten{0};
+    std::atomic<bool> cancel { false };
+    std::atomic<int> rowsWritten { 0 };
     std::unique_ptr<char[]> compareBuffer;
     QMetaObject::Connection rowsConnection;
 
@@ -242,27 +249,29 @@ public:
     void End();
     bool Excluded(const std::string& name);
     void Log(sync::core::action::ActionType type, const std::string& path, const std::string& name,
-             sync::core::actionDetails::DetailsType details, const QStringList& args);
-    void Report(EntryAction action, const std::string& path, qint64 bytes, const QString& cause = {});
+        sync::core::actionDetails::DetailsType details, const QStringList& args);
+    void Report(
+        EntryAction action, const std::string& path, qint64 bytes, const QString& cause = {});
     void Fail(const std::string& path, const QString& cause);
 
     void SyncFolder(int sourceFd, int targetFd, const std::string& rel);
     /// Mirrors one name of a folder; false when the name was excluded.
-    bool SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel, const std::string& name,
-                   const JournalRow* row);
-    void SyncFile(int sourceFd, TargetFolder& target, const std::string& rel, const std::string& name,
-                  const EntryStat& s, const JournalRow* row);
-    void SyncLink(int sourceFd, TargetFolder& target, const std::string& rel, const std::string& name,
-                  const EntryStat& s, const JournalRow* row);
-    void SyncSubfolder(int sourceFd, TargetFolder& target, const std::string& rel, const std::string& name,
-                       const EntryStat& s);
+    bool SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const JournalRow* row);
+    void SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const EntryStat& s, const JournalRow* row);
+    void SyncLink(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const EntryStat& s, const JournalRow* row);
+    void SyncSubfolder(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const EntryStat& s);
     void DeleteFromTarget(TargetFolder& target, const std::string& rel, const std::string& name);
     bool EnsureWorkFolder(TargetFolder& target, const std::string& path);
     void CloseFolder(TargetFolder& target);
     /// Content comparison: true when both files hold the same bytes; the source's MD5 in @p digest.
-    bool SameContent(int sourceFd, int targetFd, const std::string& name, std::string& digest, bool* readError);
-    void PutJournal(const std::string& rel, const std::string& name, const EntryStat& s, const EntryStat& t,
-                    const std::string& link, const std::string& digest);
+    bool SameContent(
+        int sourceFd, int targetFd, const std::string& name, std::string& digest, bool* readError);
+    void PutJournal(const std::string& rel, const std::string& name, const EntryStat& s,
+        const EntryStat& t, const std::string& link, const std::string& digest);
     void Stage(MirrorPass::Stage stage, const std::string& path)
     {
         if (stageHook)
@@ -271,8 +280,8 @@ public:
 };
 
 void MirrorPass::Private::Log(sync::core::action::ActionType type, const std::string& path,
-                              const std::string& name, sync::core::actionDetails::DetailsType details,
-                              const QStringList& args)
+    const std::string& name, sync::core::actionDetails::DetailsType details,
+    const QStringList& args)
 {
     if (!log || options.dryRun)
         return;
@@ -280,11 +289,12 @@ void MirrorPass::Private::Log(sync::core::action::ActionType type, const std::st
     for (const QString& a : args)
         escaped.append(a.toHtmlEscaped());
     log->AddAction(type, displayText(path), displayText(name),
-                   sync::core::SyncDetails(log->BuildDetailsXml(details, escaped)));
+        sync::core::SyncDetails(log->BuildDetailsXml(details, escaped)));
     ++rowsQueued;
 }
 
-void MirrorPass::Private::Report(EntryAction action, const std::string& path, qint64 bytes, const QString& cause)
+void MirrorPass::Private::Report(
+    EntryAction action, const std::string& path, qint64 bytes, const QString& cause)
 {
     if (!entryCallback)
         return;
@@ -306,8 +316,9 @@ void MirrorPass::Private::Fail(const std::string& path, const QString& cause)
     f.cause = cause;
     result.failures.append(f);
     const size_t slash = path.rfind('/');
-    Log(sync::core::action::UploadFailed, path, slash == std::string::npos ? path : path.substr(slash + 1),
-        sync::core::actionDetails::TransferFailed, {f.display, cause});
+    Log(sync::core::action::UploadFailed, path,
+        slash == std::string::npos ? path : path.substr(slash + 1),
+        sync::core::actionDetails::TransferFailed, { f.display, cause });
     Report(EntryAction::Failed, path, 0, cause);
 }
 
@@ -335,7 +346,8 @@ void MirrorPass::Private::Begin()
     if (database && !options.dryRun) {
         // Damage shows here first: a file that is not a whole database fails the check.
         auto check = database->CreateQuery();
-        if (!check->prepare(QStringLiteral("PRAGMA quick_check(1)")) || !check->exec() || !check->next()) {
+        if (!check->prepare(QStringLiteral("PRAGMA quick_check(1)")) || !check->exec()
+            || !check->next()) {
             result.historyError = QStringLiteral("the database %1 cannot be checked: %2")
                                       .arg(database->FilePath(), database->LastError());
         } else if (check->value(0).toString() != QLatin1String("ok")) {
@@ -346,8 +358,8 @@ void MirrorPass::Private::Begin()
         if (result.historyError.isEmpty() && !journal->Open(sourceRoot, targetRoot))
             result.historyError = journal->Error();
     }
-    Log(sync::core::action::SyncStarted, std::string(), std::string(), sync::core::actionDetails::FileTransferred,
-        {});
+    Log(sync::core::action::SyncStarted, std::string(), std::string(),
+        sync::core::actionDetails::FileTransferred, {});
 }
 
 void MirrorPass::Private::End()
@@ -378,7 +390,8 @@ void MirrorPass::Private::CloseFolder(TargetFolder& target)
     if (target.workFd >= 0) {
         fs::Close(target.workFd);
         target.workFd = -1;
-        // Empty once its companions are in place or removed; a failure leaves nothing behind either.
+        // Empty once its companions are in place or removed; a failure leaves nothing behind
+        // either.
         fs::RemoveTreeAt(target.fd, kWorkFolder);
     }
 }
@@ -389,21 +402,23 @@ bool MirrorPass::Private::EnsureWorkFolder(TargetFolder& target, const std::stri
         return true;
     int r = fs::CreateFolderAt(target.fd, kWorkFolder, 0700);
     if (r != 0 && r != -EEXIST) {
-        Fail(path, QStringLiteral("cannot create the working folder %1: %2")
-                       .arg(QString::fromLatin1(kWorkFolder), errorText(r)));
+        Fail(path,
+            QStringLiteral("cannot create the working folder %1: %2")
+                .arg(QString::fromLatin1(kWorkFolder), errorText(r)));
         return false;
     }
     target.workFd = fs::OpenFolderAt(target.fd, kWorkFolder);
     if (target.workFd < 0) {
-        Fail(path, QStringLiteral("cannot open the working folder: %1").arg(errorText(target.workFd)));
+        Fail(path,
+            QStringLiteral("cannot open the working folder: %1").arg(errorText(target.workFd)));
         target.workFd = -1;
         return false;
     }
     return true;
 }
 
-void MirrorPass::Private::PutJournal(const std::string& rel, const std::string& name, const EntryStat& s,
-                                     const EntryStat& t, const std::string& link, const std::string& digest)
+void MirrorPass::Private::PutJournal(const std::string& rel, const std::string& name,
+    const EntryStat& s, const EntryStat& t, const std::string& link, const std::string& digest)
 {
     if (!journal || !journal->IsOpen())
         return;
@@ -434,7 +449,7 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
         return;
     }
     std::sort(sourceEntries.begin(), sourceEntries.end(),
-              [](const fs::FolderEntry& a, const fs::FolderEntry& b) { return a.name < b.name; });
+        [](const fs::FolderEntry& a, const fs::FolderEntry& b) { return a.name < b.name; });
 
     TargetFolder target;
     target.fd = targetFd;
@@ -466,7 +481,8 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
             break;
         }
         auto it = rows.find(e.name);
-        const bool included = SyncEntry(sourceFd, target, rel, e.name, it == rows.end() ? nullptr : &it->second);
+        const bool included
+            = SyncEntry(sourceFd, target, rel, e.name, it == rows.end() ? nullptr : &it->second);
         kept.emplace(e.name, !included);
     }
     CloseFolder(target);
@@ -492,18 +508,19 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
     }
 }
 
-void MirrorPass::Private::DeleteFromTarget(TargetFolder& target, const std::string& rel, const std::string& name)
+void MirrorPass::Private::DeleteFromTarget(
+    TargetFolder& target, const std::string& rel, const std::string& name)
 {
     const std::string path = joinPath(rel, name);
     if (!options.dryRun) {
         const int r = fs::RemoveTreeAt(target.fd, name.c_str());
         if (r != 0 && r != -ENOENT) {
             ++result.failed;
-            MirrorFailure f{QByteArray(path.data(), qsizetype(path.size())), displayText(path),
-                            QStringLiteral("cannot delete from the target: %1").arg(errorText(r))};
+            MirrorFailure f { QByteArray(path.data(), qsizetype(path.size())), displayText(path),
+                QStringLiteral("cannot delete from the target: %1").arg(errorText(r)) };
             result.failures.append(f);
-            Log(sync::core::action::DeleteFailed, path, name, sync::core::actionDetails::TransferFailed,
-                {f.display, f.cause});
+            Log(sync::core::action::DeleteFailed, path, name,
+                sync::core::actionDetails::TransferFailed, { f.display, f.cause });
             Report(EntryAction::Failed, path, 0, f.cause);
             return;
         }
@@ -511,19 +528,19 @@ void MirrorPass::Private::DeleteFromTarget(TargetFolder& target, const std::stri
             journal->Remove(rel, name);
     }
     ++result.deleted;
-    Log(sync::core::action::RemoteItemDeleted, path, name, sync::core::actionDetails::FileTransferred,
-        {displayText(path), QStringLiteral("0")});
+    Log(sync::core::action::RemoteItemDeleted, path, name,
+        sync::core::actionDetails::FileTransferred, { displayText(path), QStringLiteral("0") });
     Report(EntryAction::Deleted, path, 0);
 }
 
 bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
-                                    const std::string& name, const JournalRow* row)
+    const std::string& name, const JournalRow* row)
 {
     const std::string path = joinPath(rel, name);
     if (Excluded(name)) {
         ++result.excluded;
         Log(sync::core::action::ItemSkipped, path, name, sync::core::actionDetails::ItemExcluded,
-            {displayText(path)});
+            { displayText(path) });
         Report(EntryAction::Excluded, path, 0);
         return false;
     }
@@ -560,7 +577,7 @@ bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const st
 }
 
 void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, const std::string& rel,
-                                        const std::string& name, const EntryStat& s)
+    const std::string& name, const EntryStat& s)
 {
     ++result.folders;
     const std::string path = joinPath(rel, name);
@@ -577,8 +594,9 @@ void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, cons
             // A file or link stands where the folder goes: the folder replaces it.
             r = fs::RemoveFileAt(target.fd, name.c_str());
             if (r != 0) {
-                Fail(path, QStringLiteral("cannot replace %1 in the target: %2")
-                               .arg(QString::fromLatin1(typeName(t.type)), errorText(r)));
+                Fail(path,
+                    QStringLiteral("cannot replace %1 in the target: %2")
+                        .arg(QString::fromLatin1(typeName(t.type)), errorText(r)));
                 return;
             }
             r = -ENOENT;
@@ -591,8 +609,9 @@ void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, cons
                     return;
                 }
             }
-            Log(sync::core::action::RemoteFolderCreated, path, name, sync::core::actionDetails::FileTransferred,
-                {displayText(path), QStringLiteral("0")});
+            Log(sync::core::action::RemoteFolderCreated, path, name,
+                sync::core::actionDetails::FileTransferred,
+                { displayText(path), QStringLiteral("0") });
             Report(EntryAction::FolderMade, path, 0);
         } else if (r != 0) {
             Fail(path, QStringLiteral("cannot read the target folder: %1").arg(errorText(r)));
@@ -601,7 +620,8 @@ void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, cons
         if (!options.dryRun || r == 0) {
             child.reset(fs::OpenFolderAt(target.fd, name.c_str()));
             if (child.fd < 0 && !options.dryRun) {
-                Fail(path, QStringLiteral("cannot open the target folder: %1").arg(errorText(child.fd)));
+                Fail(path,
+                    QStringLiteral("cannot open the target folder: %1").arg(errorText(child.fd)));
                 return;
             }
         }
@@ -620,7 +640,7 @@ void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, cons
 }
 
 void MirrorPass::Private::SyncLink(int sourceFd, TargetFolder& target, const std::string& rel,
-                                   const std::string& name, const EntryStat& s, const JournalRow* row)
+    const std::string& name, const EntryStat& s, const JournalRow* row)
 {
     const std::string path = joinPath(rel, name);
     std::string text;
@@ -665,12 +685,12 @@ void MirrorPass::Private::SyncLink(int sourceFd, TargetFolder& target, const std
             PutJournal(rel, name, s, placed, text, std::string());
     }
     Log(sync::core::action::FileUploaded, path, name, sync::core::actionDetails::FileTransferred,
-        {displayText(path), QString::number(text.size())});
+        { displayText(path), QString::number(text.size()) });
     Report(EntryAction::Linked, path, qint64(text.size()));
 }
 
-bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::string& name, std::string& digest,
-                                      bool* readError)
+bool MirrorPass::Private::SameContent(
+    int sourceFd, int targetFd, const std::string& name, std::string& digest, bool* readError)
 {
     *readError = false;
     Fd a(fs::OpenFileForReadAt(sourceFd, name.c_str()));
@@ -719,7 +739,7 @@ bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::str
 }
 
 void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
-                                   const std::string& name, const EntryStat& s, const JournalRow* row)
+    const std::string& name, const EntryStat& s, const JournalRow* row)
 {
     const std::string path = joinPath(rel, name);
     EntryStat t;
@@ -731,11 +751,11 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
     }
 
     // The journal vouches for the content only while both sides are exactly as it recorded them.
-    const bool journalHolds = row && targetIsFile && row->type == EntryStat::File && row->size == s.size
-                              && row->mtimeNs == s.mtimeNs && row->sourceInode == s.inode
-                              && row->sourceDevice == s.device && t.inode == row->targetInode
-                              && t.device == row->targetDevice && t.size == row->targetSize
-                              && t.mtimeNs == row->targetMtimeNs;
+    const bool journalHolds = row && targetIsFile && row->type == EntryStat::File
+        && row->size == s.size && row->mtimeNs == s.mtimeNs && row->sourceInode == s.inode
+        && row->sourceDevice == s.device && t.inode == row->targetInode
+        && t.device == row->targetDevice && t.size == row->targetSize
+        && t.mtimeNs == row->targetMtimeNs;
     std::string digest;
     if (targetIsFile && t.size == s.size) {
         bool same = false;
@@ -770,8 +790,10 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
             }
             if (touched)
                 fs::StatAt(target.fd, name.c_str(), t);
-            if (touched || !journalHolds || row->mode != s.mode || (!digest.empty() && digest != row->digest))
-                PutJournal(rel, name, s, t, std::string(), digest.empty() && row ? row->digest : digest);
+            if (touched || !journalHolds || row->mode != s.mode
+                || (!digest.empty() && digest != row->digest))
+                PutJournal(
+                    rel, name, s, t, std::string(), digest.empty() && row ? row->digest : digest);
             if (touched)
                 Report(EntryAction::Updated, path, 0);
             return;
@@ -824,10 +846,11 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
         }
         EntryStat after;
         fs::StatFd(in.fd, after);
-        if (after.size != before.size || after.mtimeNs != before.mtimeNs || after.ctimeNs != before.ctimeNs
-            || copied != after.size) {
+        if (after.size != before.size || after.mtimeNs != before.mtimeNs
+            || after.ctimeNs != before.ctimeNs || copied != after.size) {
             fs::RemoveFileAt(target.workFd, companion.c_str());
-            lastCause = QStringLiteral("it changed while it was copied (%1 attempts)").arg(attempt + 1);
+            lastCause
+                = QStringLiteral("it changed while it was copied (%1 attempts)").arg(attempt + 1);
             continue;
         }
         // A file written within the last moments may have changed inside the file system's
@@ -842,7 +865,8 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
             if (written.empty() || written != digest || again.mtimeNs != before.mtimeNs
                 || again.ctimeNs != before.ctimeNs || again.size != before.size) {
                 fs::RemoveFileAt(target.workFd, companion.c_str());
-                lastCause = QStringLiteral("it changed while it was copied (%1 attempts)").arg(attempt + 1);
+                lastCause = QStringLiteral("it changed while it was copied (%1 attempts)")
+                                .arg(attempt + 1);
                 continue;
             }
         }
@@ -880,8 +904,9 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
         Stage(MirrorPass::Stage::JournalWritten, path);
         ++result.copied;
         result.bytesCopied += copied;
-        Log(sync::core::action::FileUploaded, path, name, sync::core::actionDetails::FileTransferred,
-            {displayText(path), QString::number(copied)});
+        Log(sync::core::action::FileUploaded, path, name,
+            sync::core::actionDetails::FileTransferred,
+            { displayText(path), QString::number(copied) });
         Report(EntryAction::Copied, path, copied);
         return;
     }
@@ -889,8 +914,8 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
 }
 
 MirrorPass::MirrorPass(MirrorOptions options, sync::interf::IActionLog* log,
-                       std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
-                       const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit)
+    std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
+    const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit)
     : d(std::make_unique<Private>())
 {
     d->options = std::move(options);
@@ -899,12 +924,13 @@ MirrorPass::MirrorPass(MirrorOptions options, sync::interf::IActionLog* log,
     d->matcher = matcher;
     d->exit = exit;
     for (const QString& pattern : std::as_const(d->options.excludes))
-        d->extraExcludes.append(QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption));
+        d->extraExcludes.append(
+            QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption));
     if (log) {
         std::atomic<int>* counter = &d->rowsWritten;
-        d->rowsConnection = QObject::connect(log, &sync::interf::IActionLog::ActionAdded, log,
-                                             [counter](const sync::core::SyncAction&) { ++*counter; },
-                                             Qt::DirectConnection);
+        d->rowsConnection = QObject::connect(
+            log, &sync::interf::IActionLog::ActionAdded, log,
+            [counter](const sync::core::SyncAction&) { ++*counter; }, Qt::DirectConnection);
     }
 }
 
@@ -963,8 +989,9 @@ bool isInside(const std::string& inner, const std::string& outer)
 {
     if (outer == "/")
         return true;
-    return inner == outer || (inner.size() > outer.size() && inner.compare(0, outer.size(), outer) == 0
-                              && inner[outer.size()] == '/');
+    return inner == outer
+        || (inner.size() > outer.size() && inner.compare(0, outer.size(), outer) == 0
+            && inner[outer.size()] == '/');
 }
 
 // True when a folder with @p device and @p inode is @p path or one of the folders above it.
@@ -974,7 +1001,8 @@ bool hasAncestor(const std::string& path, uint64_t device, uint64_t inode)
     std::string p = path;
     for (int depth = 0; depth < 4096; ++depth) {
         EntryStat st;
-        if (fs::StatAt(fs::CurrentFolder(), p.c_str(), st) == 0 && st.device == device && st.inode == inode)
+        if (fs::StatAt(fs::CurrentFolder(), p.c_str(), st) == 0 && st.device == device
+            && st.inode == inode)
             return true;
         if (p == "/")
             return false;
@@ -1028,7 +1056,8 @@ QString MirrorPass::CheckFolders(const QString& sourceText, const QString& targe
                 const std::string part = target.substr(0, at);
                 const int r = fs::CreateFolderAt(fs::CurrentFolder(), part.c_str(), 0777);
                 if (r != 0 && r != -EEXIST)
-                    return QStringLiteral("cannot create target folder %1: %2").arg(targetText, errorText(r));
+                    return QStringLiteral("cannot create target folder %1: %2")
+                        .arg(targetText, errorText(r));
             }
         }
     }
@@ -1052,9 +1081,11 @@ MirrorResult MirrorPass::Run()
     Fd source(fs::OpenFolderAt(fs::CurrentFolder(), d->sourceRoot.c_str()));
     Fd target(fs::OpenFolderAt(fs::CurrentFolder(), d->targetRoot.c_str()));
     if (source.fd < 0)
-        d->result.fatalError = QStringLiteral("cannot open source %1: %2").arg(d->options.source, errorText(source.fd));
+        d->result.fatalError = QStringLiteral("cannot open source %1: %2")
+                                   .arg(d->options.source, errorText(source.fd));
     else if (target.fd < 0)
-        d->result.fatalError = QStringLiteral("cannot open target %1: %2").arg(d->options.target, errorText(target.fd));
+        d->result.fatalError = QStringLiteral("cannot open target %1: %2")
+                                   .arg(d->options.target, errorText(target.fd));
     else
         d->SyncFolder(source.fd, target.fd, std::string());
     d->End();
@@ -1078,8 +1109,9 @@ MirrorResult MirrorPass::RunPaths(const QVector<QByteArray>& pathsIn)
     Fd sourceRoot(fs::OpenFolderAt(fs::CurrentFolder(), d->sourceRoot.c_str()));
     Fd targetRoot(fs::OpenFolderAt(fs::CurrentFolder(), d->targetRoot.c_str()));
     if (sourceRoot.fd < 0 || targetRoot.fd < 0) {
-        d->result.fatalError = QStringLiteral("cannot open the folders: %1")
-                                   .arg(errorText(sourceRoot.fd < 0 ? sourceRoot.fd : targetRoot.fd));
+        d->result.fatalError
+            = QStringLiteral("cannot open the folders: %1")
+                  .arg(errorText(sourceRoot.fd < 0 ? sourceRoot.fd : targetRoot.fd));
         d->End();
         return d->result;
     }
@@ -1128,12 +1160,16 @@ MirrorResult MirrorPass::RunPaths(const QVector<QByteArray>& pathsIn)
         EntryStat s;
         Private::TargetFolder target;
         target.fd = targetFd.fd;
-        if (fs::StatAt(sourceFd.fd, name.c_str(), s) == 0) {
+        const int sr = fs::StatAt(sourceFd.fd, name.c_str(), s);
+        if (sr == 0) {
             d->SyncEntry(sourceFd.fd, target, rel, name, it == rows.end() ? nullptr : &it->second);
             d->CloseFolder(target);
+        } else if (sr != -ENOENT) {
+            d->Fail(path, QStringLiteral("cannot read: %1").arg(errorText(sr)));
         } else {
             EntryStat t;
-            if (d->options.deleteExtra && fs::StatAt(targetFd.fd, name.c_str(), t) == 0 && !d->Excluded(name))
+            if (d->options.deleteExtra && fs::StatAt(targetFd.fd, name.c_str(), t) == 0
+                && !d->Excluded(name))
                 d->DeleteFromTarget(target, rel, name);
             else if (it != rows.end() && d->journal && !d->options.dryRun)
                 d->journal->Remove(rel, name);
@@ -1141,7 +1177,8 @@ MirrorResult MirrorPass::RunPaths(const QVector<QByteArray>& pathsIn)
         // The parent folder's time moved with the change; mirror it.
         if (!d->options.dryRun && !rel.empty()) {
             EntryStat sf, tf;
-            if (fs::StatFd(sourceFd.fd, sf) == 0 && fs::StatFd(targetFd.fd, tf) == 0 && sf.mtimeNs != tf.mtimeNs)
+            if (fs::StatFd(sourceFd.fd, sf) == 0 && fs::StatFd(targetFd.fd, tf) == 0
+                && sf.mtimeNs != tf.mtimeNs)
                 fs::SetTimesFd(targetFd.fd, sf.mtimeNs);
         }
     }

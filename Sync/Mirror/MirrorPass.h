@@ -27,26 +27,26 @@ namespace mirror {
 /// What a caller asks of a pass.
 struct KVSYNCMIRROR_EXPORT MirrorOptions
 {
-    QString source;            ///< the folder mirrored; must exist
-    QString target;            ///< the mirror; created when missing
-    bool deleteExtra = false;  ///< remove from the target what the source no longer has
-    bool dryRun = false;       ///< decide and report, change nothing (journal and action log included)
-    bool checksum = false;     ///< compare the content of every file, not only its metadata
-    QStringList excludes;      ///< patterns added to the exclusion rule for this run (case-insensitive)
-    int changeRetries = 3;     ///< copies of a file that keeps changing before it is reported
-    int settleMs = 300;        ///< watch: quiet time after a change before it is mirrored
-    int intervalSeconds = 60;  ///< watch: a full pass at least this often
+    QString source; ///< the folder mirrored; must exist
+    QString target; ///< the mirror; created when missing
+    bool deleteExtra = false; ///< remove from the target what the source no longer has
+    bool dryRun = false; ///< decide and report, change nothing (journal and action log included)
+    bool checksum = false; ///< compare the content of every file, not only its metadata
+    QStringList excludes; ///< patterns added to the exclusion rule for this run (case-insensitive)
+    int changeRetries = 3; ///< copies of a file that keeps changing before it is reported
+    int settleMs = 300; ///< watch: quiet time after a change before it is mirrored
+    int intervalSeconds = 60; ///< watch: a full pass at least this often
 };
 
 /// Which way an entry went; the per-entry callback and the failures carry it.
 enum class EntryAction {
-    Copied,       ///< a file's content was put in place
-    Linked,       ///< a symbolic link was put in place
-    FolderMade,   ///< a folder was created
-    Updated,      ///< only permissions or times were set
-    Deleted,      ///< removed from the target (--delete)
-    Excluded,     ///< left out by the exclusion rule
-    Failed,       ///< could not be mirrored; see MirrorFailure
+    Copied, ///< a file's content was put in place
+    Linked, ///< a symbolic link was put in place
+    FolderMade, ///< a folder was created
+    Updated, ///< only permissions or times were set
+    Deleted, ///< removed from the target (--delete)
+    Excluded, ///< left out by the exclusion rule
+    Failed, ///< could not be mirrored; see MirrorFailure
 };
 
 /// One entry the pass could not mirror.
@@ -70,15 +70,15 @@ struct KVSYNCMIRROR_EXPORT MirrorEntry
 /// What a pass did.
 struct KVSYNCMIRROR_EXPORT MirrorResult
 {
-    int files = 0;     ///< regular files considered (not excluded)
-    int copied = 0;    ///< files whose content was written (or, dry run, would be)
+    int files = 0; ///< regular files considered (not excluded)
+    int copied = 0; ///< files whose content was written (or, dry run, would be)
     int unchanged = 0; ///< files left as they were
-    int deleted = 0;   ///< entries removed from the target
-    int excluded = 0;  ///< names the exclusion rule left out
-    int failed = 0;    ///< entries that could not be mirrored (== failures.size())
-    int links = 0;     ///< symbolic links considered
-    int folders = 0;   ///< folders considered, the top one excepted
-    qint64 bytes = 0;       ///< bytes of all files considered
+    int deleted = 0; ///< entries removed from the target
+    int excluded = 0; ///< names the exclusion rule left out
+    int failed = 0; ///< entries that could not be mirrored (== failures.size())
+    int links = 0; ///< symbolic links considered
+    int folders = 0; ///< folders considered, the top one excepted
+    qint64 bytes = 0; ///< bytes of all files considered
     qint64 bytesCopied = 0; ///< bytes written
     qint64 elapsedMs = 0;
     bool interrupted = false; ///< stopped early (cancel or exit), between files
@@ -137,8 +137,8 @@ public:
      * All must outlive the pass.
      */
     MirrorPass(MirrorOptions options, sync::interf::IActionLog* log,
-               std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
-               const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit);
+        std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
+        const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit);
     ~MirrorPass();
 
     MirrorPass(const MirrorPass&) = delete;

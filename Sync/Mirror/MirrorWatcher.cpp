@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 constexpr uint32_t kWatchMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE
-                                | IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF;
+    | IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF;
 // How often Run() looks at the exit controller while nothing happens.
 constexpr int kPollMs = 250;
 } // namespace
@@ -34,8 +34,8 @@ public:
     fs::Inotify inotify;
     std::unordered_map<int, QByteArray> folders; // watch descriptor -> relative folder
     std::string sourceRoot;
-    std::atomic<bool> stop{false};
-    std::atomic<bool> fullRequested{false};
+    std::atomic<bool> stop { false };
+    std::atomic<bool> fullRequested { false };
 
     bool Stopping() { return stop || (exit && exit->IsCanceling()); }
     void Watch(const QByteArray& rel)
@@ -48,13 +48,14 @@ public:
 };
 
 MirrorWatcher::MirrorWatcher(MirrorOptions options, sync::interf::IActionLog* log,
-                             std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
-                             const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit)
+    std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
+    const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit)
     : d(std::make_unique<Private>())
 {
     d->options = options;
     d->exit = exit;
-    d->pass = std::make_unique<MirrorPass>(std::move(options), log, std::move(database), matcher, exit);
+    d->pass
+        = std::make_unique<MirrorPass>(std::move(options), log, std::move(database), matcher, exit);
     d->pass->SetFolderCallback([this](const QByteArray& rel) { d->Watch(rel); });
 }
 
@@ -86,7 +87,8 @@ void MirrorWatcher::Stop()
 QString MirrorWatcher::Run()
 {
     if (d->inotify.Error() != 0)
-        return QStringLiteral("cannot watch the source: %1").arg(QString::fromLocal8Bit(strerror(-d->inotify.Error())));
+        return QStringLiteral("cannot watch the source: %1")
+            .arg(QString::fromLocal8Bit(strerror(-d->inotify.Error())));
     const QByteArray source = d->options.source.toLocal8Bit();
     if (fs::RealPath(std::string(source.constData(), size_t(source.size())), d->sourceRoot) != 0)
         return QStringLiteral("source %1 does not exist").arg(d->options.source);
@@ -111,7 +113,8 @@ QString MirrorWatcher::Run()
             continue;
         }
         const Clock::time_point now = Clock::now();
-        if (!pending.isEmpty() && (now - lastChange >= settle || now - firstChange >= settle * 10)) {
+        if (!pending.isEmpty()
+            && (now - lastChange >= settle || now - firstChange >= settle * 10)) {
             const QVector<QByteArray> paths(pending.begin(), pending.end());
             pending.clear();
             const MirrorResult r = d->pass->RunPaths(paths);
@@ -123,14 +126,17 @@ QString MirrorWatcher::Run()
             full = true;
             continue;
         }
-        auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(lastFull + interval - now);
+        auto wait
+            = std::chrono::duration_cast<std::chrono::milliseconds>(lastFull + interval - now);
         if (!pending.isEmpty())
-            wait = std::min(wait, std::chrono::duration_cast<std::chrono::milliseconds>(lastChange + settle - now));
+            wait = std::min(wait,
+                std::chrono::duration_cast<std::chrono::milliseconds>(lastChange + settle - now));
         const int timeout = int(std::clamp<long long>(wait.count(), 1, kPollMs));
         events.clear();
         const int n = d->inotify.Read(events, timeout);
         if (n < 0)
-            return QStringLiteral("cannot watch the source: %1").arg(QString::fromLocal8Bit(strerror(-n)));
+            return QStringLiteral("cannot watch the source: %1")
+                .arg(QString::fromLocal8Bit(strerror(-n)));
         for (const fs::Inotify::Event& e : events) {
             if (e.mask & IN_Q_OVERFLOW) {
                 // Changes were lost: only a full pass knows what they were.
@@ -146,7 +152,8 @@ QString MirrorWatcher::Run()
                 continue;
             QByteArray path = it->second;
             if (!e.name.empty())
-                path = path.isEmpty() ? QByteArray::fromStdString(e.name) : path + '/' + QByteArray::fromStdString(e.name);
+                path = path.isEmpty() ? QByteArray::fromStdString(e.name)
+                                      : path + '/' + QByteArray::fromStdString(e.name);
             if (pending.isEmpty())
                 firstChange = Clock::now();
             lastChange = Clock::now();

@@ -28,8 +28,8 @@ class KVSYNCMIRROR_EXPORT MirrorWatcher
 {
 public:
     MirrorWatcher(MirrorOptions options, sync::interf::IActionLog* log,
-                  std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
-                  const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit);
+        std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
+        const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit);
     ~MirrorWatcher();
 
     MirrorWatcher(const MirrorWatcher&) = delete;
