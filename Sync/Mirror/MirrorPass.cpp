@@ -267,9 +267,10 @@ public:
     void DeleteFromTarget(TargetFolder& target, const std::string& rel, const std::string& name);
     bool EnsureWorkFolder(TargetFolder& target, const std::string& path);
     void CloseFolder(TargetFolder& target);
-    /// Content comparison: true when both files hold the same bytes; the source's MD5 in @p digest.
-    bool SameContent(
-        int sourceFd, int targetFd, const std::string& name, std::string& digest, bool* readError);
+    /// Content comparison: true when both files hold the same bytes; the source's MD5 in
+    /// @p digest when @p hashIt (hashing costs more than comparing).
+    bool SameContent(int sourceFd, int targetFd, const std::string& name, bool hashIt,
+        std::string& digest, bool* readError);
     void PutJournal(const std::string& rel, const std::string& name, const EntryStat& s,
         const EntryStat& t, const std::string& link, const std::string& digest);
     void Stage(MirrorPass::Stage stage, const std::string& path)
@@ -689,8 +690,8 @@ void MirrorPass::Private::SyncLink(int sourceFd, TargetFolder& target, const std
     Report(EntryAction::Linked, path, qint64(text.size()));
 }
 
-bool MirrorPass::Private::SameContent(
-    int sourceFd, int targetFd, const std::string& name, std::string& digest, bool* readError)
+bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::string& name,
+    bool hashIt, std::string& digest, bool* readError)
 {
     *readError = false;
     Fd a(fs::OpenFileForReadAt(sourceFd, name.c_str()));
@@ -715,7 +716,8 @@ bool MirrorPass::Private::SameContent(
         }
         if (n == 0)
             break;
-        hash.addData(QByteArrayView(x, n));
+        if (hashIt)
+            hash.addData(QByteArrayView(x, n));
         if (same) {
             ssize_t got = 0;
             while (got < n) {
@@ -733,8 +735,10 @@ bool MirrorPass::Private::SameContent(
         char extra;
         same = read(b.fd, &extra, 1) == 0;
     }
-    const QByteArray result = hash.result();
-    digest.assign(result.constData(), size_t(result.size()));
+    if (hashIt) {
+        const QByteArray result = hash.result();
+        digest.assign(result.constData(), size_t(result.size()));
+    }
     return same;
 }
 
@@ -765,7 +769,9 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
             // Both sides are read: --checksum is asked for when the target may have been
             // changed behind the journal's back.
             bool readError = false;
-            same = SameContent(sourceFd, target.fd, name, digest, &readError);
+            // The digest is recorded once; later comparisons only compare.
+            const bool hashIt = !journalHolds || row->digest.empty();
+            same = SameContent(sourceFd, target.fd, name, hashIt, digest, &readError);
             if (readError) {
                 Fail(path, QStringLiteral("cannot read the file"));
                 return;
