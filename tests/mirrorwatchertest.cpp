@@ -29,7 +29,7 @@ protected:
         });
         thread = std::thread([this] { runError = watcher->Run(); });
         ASSERT_TRUE(WaitForPasses(1));
-        ASSERT_TRUE(results.front().second);
+        ASSERT_TRUE(Result(0).second);
     }
 
     void TearDown() override
@@ -121,7 +121,10 @@ TEST_F(WatcherTest, FollowsNewFoldersDeletionsAndWakeUps)
     watcher->RequestFullPass();
     ASSERT_TRUE(WaitForPasses(before + 1));
     bool sawFull = false;
-    for (size_t i = before; i < results.size(); ++i)
-        sawFull = sawFull || Result(i).second;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        for (size_t i = before; i < results.size(); ++i)
+            sawFull = sawFull || results[i].second;
+    }
     EXPECT_TRUE(sawFull);
 }
