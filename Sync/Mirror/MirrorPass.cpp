@@ -32,6 +32,7 @@ namespace {
 
 constexpr size_t kNameMax = NAME_MAX;
 constexpr size_t kCompareChunk = 1 << 20;
+constexpr int kRowsPerFlush = 2000;
 const char kWorkFolder[] = ".{SyncTemp}";
 const char kBackupFolder[] = ".{SyncBackup}";
 const char kCompanionSuffix[] = ".DWN";
@@ -291,7 +292,14 @@ void MirrorPass::Private::Log(sync::core::action::ActionType type, const std::st
         escaped.append(a.toHtmlEscaped());
     log->AddAction(type, displayText(path), displayText(name),
         sync::core::SyncDetails(log->BuildDetailsXml(details, escaped)));
-    ++rowsQueued;
+    // The log keeps its queue in memory until a flush: on a first pass of many files
+    // that would grow with the tree, so the queue is written every few thousand rows
+    // (the journal's open transaction first, as both use this thread's connection).
+    if (++rowsQueued % kRowsPerFlush == 0) {
+        if (journal && !journal->Finish() && result.historyError.isEmpty())
+            result.historyError = journal->Error();
+        log->Flush();
+    }
 }
 
 void MirrorPass::Private::Report(
