@@ -10,7 +10,6 @@
 // Not installed: this is not part of the library's interface.
 
 #include "interfaces/SyncNamespace.h"
-#include "kvsynccore_export.h"
 
 #include <cstdint>
 #include <string>
@@ -42,19 +41,19 @@ struct FolderEntry
 };
 
 /// The current directory as a folder descriptor for the *At functions.
-KVSYNCCORE_EXPORT int CurrentFolder();
+int CurrentFolder();
 
 /// lstat of @p name in @p folderFd (never follows a final link). 0 or -errno.
-KVSYNCCORE_EXPORT int StatAt(int folderFd, const char* name, EntryStat& out);
+int StatAt(int folderFd, const char* name, EntryStat& out);
 /// fstat of an open descriptor. 0 or -errno.
-KVSYNCCORE_EXPORT int StatFd(int fd, EntryStat& out);
+int StatFd(int fd, EntryStat& out);
 
 /**
  * @brief Opens the folder @p name in @p folderFd, never through a link.
  * Returns the descriptor (close-on-exec) or -errno: -ELOOP or -ENOTDIR when
  * the name is a link or not a folder.
  */
-KVSYNCCORE_EXPORT int OpenFolderAt(int folderFd, const char* name);
+int OpenFolderAt(int folderFd, const char* name);
 
 /**
  * @brief Opens @p name for reading only when it is a regular file.
@@ -64,36 +63,36 @@ KVSYNCCORE_EXPORT int OpenFolderAt(int folderFd, const char* name);
  * descriptor in blocking mode, or -errno: -ELOOP for a link, -ENODEV for
  * anything that is not a regular file.
  */
-KVSYNCCORE_EXPORT int OpenFileForReadAt(int folderFd, const char* name);
+int OpenFileForReadAt(int folderFd, const char* name);
 
 /**
  * @brief Creates (truncating) @p name for reading and writing, with permission bits @p mode.
  * A link standing at the name is not followed (-ELOOP). Descriptor or -errno.
  */
-KVSYNCCORE_EXPORT int CreateFileAt(int folderFd, const char* name, uint32_t mode);
+int CreateFileAt(int folderFd, const char* name, uint32_t mode);
 
 /// Closes @p fd when it is not negative.
-KVSYNCCORE_EXPORT void Close(int fd);
+void Close(int fd);
 
 /**
  * @brief Lists the folder behind @p folderFd with getdents64, without "." and "..".
  * The listing restarts from the folder's start. 0 or -errno.
  */
-KVSYNCCORE_EXPORT int ReadFolder(int folderFd, std::vector<FolderEntry>& out);
+int ReadFolder(int folderFd, std::vector<FolderEntry>& out);
 
 /// The text of the link @p name (readlinkat), any length. 0 or -errno.
-KVSYNCCORE_EXPORT int ReadLinkAt(int folderFd, const char* name, std::string& text);
+int ReadLinkAt(int folderFd, const char* name, std::string& text);
 /// Creates a link @p name holding @p text (symlinkat). 0 or -errno.
-KVSYNCCORE_EXPORT int CreateLinkAt(const std::string& text, int folderFd, const char* name);
+int CreateLinkAt(const std::string& text, int folderFd, const char* name);
 
 /// mkdirat with @p mode. 0 or -errno (-EEXIST when anything stands there).
-KVSYNCCORE_EXPORT int CreateFolderAt(int folderFd, const char* name, uint32_t mode);
+int CreateFolderAt(int folderFd, const char* name, uint32_t mode);
 /// unlinkat of a non-folder. 0 or -errno.
-KVSYNCCORE_EXPORT int RemoveFileAt(int folderFd, const char* name);
+int RemoveFileAt(int folderFd, const char* name);
 /// rmdir of an empty folder. 0 or -errno.
-KVSYNCCORE_EXPORT int RemoveFolderAt(int folderFd, const char* name);
+int RemoveFolderAt(int folderFd, const char* name);
 /// Removes @p name and, for a folder, everything below it, never through a link. 0 or -errno.
-KVSYNCCORE_EXPORT int RemoveTreeAt(int folderFd, const char* name);
+int RemoveTreeAt(int folderFd, const char* name);
 
 /**
  * @brief Puts @p fromName of @p fromFolder in the place of @p toName of
@@ -102,20 +101,20 @@ KVSYNCCORE_EXPORT int RemoveTreeAt(int folderFd, const char* name);
  * same file system. The caller flushes the data first (Flush) when the new
  * content must survive a power loss. 0 or -errno.
  */
-KVSYNCCORE_EXPORT int ReplaceAt(
+int ReplaceAt(
     int fromFolder, const char* fromName, int toFolder, const char* toName);
 
 /// fsync. 0 or -errno.
-KVSYNCCORE_EXPORT int Flush(int fd);
+int Flush(int fd);
 
 /// Sets the permission bits of an open file (fchmod). 0 or -errno.
-KVSYNCCORE_EXPORT int SetModeFd(int fd, uint32_t mode);
+int SetModeFd(int fd, uint32_t mode);
 /// Sets the permission bits of @p name, which must not be a link (fchmodat). 0 or -errno.
-KVSYNCCORE_EXPORT int SetModeAt(int folderFd, const char* name, uint32_t mode);
+int SetModeAt(int folderFd, const char* name, uint32_t mode);
 /// Sets access and modification time to @p mtimeNs of an open file (futimens). 0 or -errno.
-KVSYNCCORE_EXPORT int SetTimesFd(int fd, int64_t mtimeNs);
+int SetTimesFd(int fd, int64_t mtimeNs);
 /// Sets access and modification time of @p name (the link itself, never its target). 0 or -errno.
-KVSYNCCORE_EXPORT int SetTimesAt(int folderFd, const char* name, int64_t mtimeNs);
+int SetTimesAt(int folderFd, const char* name, int64_t mtimeNs);
 
 /**
  * @brief Copies everything from @p in's current offset to its end into @p out.
@@ -126,11 +125,11 @@ KVSYNCCORE_EXPORT int SetTimesAt(int folderFd, const char* name, int64_t mtimeNs
  * the copy stops with -ECANCELED. @p copied receives the bytes written.
  * 0 or -errno (-ENOSPC when the target's file system is full).
  */
-KVSYNCCORE_EXPORT int CopyData(
+int CopyData(
     int in, int out, int64_t& copied, bool (*shouldStop)(void*), void* context);
 
 /// The canonical absolute path of an existing @p path (realpath). 0 or -errno.
-KVSYNCCORE_EXPORT int RealPath(const std::string& path, std::string& out);
+int RealPath(const std::string& path, std::string& out);
 
 /**
  * @brief A Linux inotify instance, non-blocking and close-on-exec.
@@ -140,7 +139,7 @@ KVSYNCCORE_EXPORT int RealPath(const std::string& path, std::string& out);
  * until Interrupt() is called from any thread) and appends the events that
  * arrived.
  */
-class KVSYNCCORE_EXPORT Inotify
+class Inotify
 {
 public:
     struct Event

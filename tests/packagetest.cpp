@@ -76,7 +76,8 @@ TEST_F(PackageTest, InstallsVersionedLibrariesAndHeaders)
 {
     ASSERT_TRUE(s_installed) << s_installLog.constData();
     for (const char* lib :
-        { "libKvSyncCore-6_0", "libKvSyncInterfaces-6_0", "libKvSyncSharingEngine-6_0" }) {
+        { "libKvSyncCore-6_0", "libKvSyncInterfaces-6_0", "libKvSyncSharingEngine-6_0",
+            "libKvSyncMirror-6_0" }) {
         const QString base = libDir() + QLatin1Char('/') + QLatin1String(lib);
         EXPECT_TRUE(QFileInfo(base + QStringLiteral(".so")).isSymLink()) << lib;
         EXPECT_TRUE(QFileInfo(base + QStringLiteral(".so.6")).isSymLink()) << lib;
@@ -278,7 +279,7 @@ TEST_P(ExportedSymbolsTest, MatchTheListInTheTree)
 }
 
 INSTANTIATE_TEST_SUITE_P(Libraries, ExportedSymbolsTest,
-    ::testing::Values("KvSyncInterfaces", "KvSyncCore", "KvSyncSharingEngine"));
+    ::testing::Values("KvSyncInterfaces", "KvSyncCore", "KvSyncSharingEngine", "KvSyncMirror"));
 
 // `cpack -G DEB` gives a runtime, a development and a tool package with the
 // dependencies dpkg-shlibdeps finds; unpacked into a scratch root with

@@ -3,16 +3,7 @@
 # top of the core, so that a service or an application can run it without the
 # command-line tool.
 
-add_library(KvSyncMirror SHARED)
-add_library(SyncCore::Mirror ALIAS KvSyncMirror)
-set_target_properties(KvSyncMirror PROPERTIES
-    OUTPUT_NAME KvSyncMirror-6_0
-    VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}
-    EXPORT_NAME Mirror)
-generate_export_header(KvSyncMirror
-    BASE_NAME KvSyncMirror
-    EXPORT_FILE_NAME ${CMAKE_CURRENT_BINARY_DIR}/include/kvsyncmirror_export.h)
+synccore_add_library(KvSyncMirror EXPORT_NAME Mirror)
 target_sources(KvSyncMirror PRIVATE
     Sync/Mirror/MirrorPass.h
     Sync/Mirror/MirrorPass.cpp
@@ -21,23 +12,15 @@ target_sources(KvSyncMirror PRIVATE
     Sync/Mirror/MirrorWatcher.h
     Sync/Mirror/MirrorWatcher.cpp)
 target_link_libraries(KvSyncMirror PUBLIC KvSyncCore Qt6::Core)
-synccore_warnings(KvSyncMirror)
 
-# The calls below Qt that the engine needs (descriptors, raw-byte names,
-# atomic replace, inotify) belong to the core's platform layer.
-target_sources(KvSyncCore PRIVATE platform/PlatformFs.h)
+# The calls below Qt that only the engine needs (descriptors, raw-byte names,
+# atomic replace, inotify) stay inside its library, out of the exported API.
+target_sources(KvSyncMirror PRIVATE platform/PlatformFs.h)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-    target_sources(KvSyncCore PRIVATE platform/PlatformFs_linux.cpp)
+    target_sources(KvSyncMirror PRIVATE platform/PlatformFs_linux.cpp)
 endif()
 
-install(TARGETS KvSyncMirror EXPORT SyncCoreTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/include/kvsyncmirror_export.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/SyncCore)
-
-synccore_add_test(platformfstest SOURCES tests/platformfstest.cpp)
+synccore_add_test(platformfstest SOURCES tests/platformfstest.cpp platform/PlatformFs_linux.cpp)
 synccore_add_test(mirrorpasstest SOURCES tests/mirrorpasstest.cpp tests/MirrorTestSupport.h
     LIBS KvSyncMirror TIMEOUT 600)
 synccore_add_test(mirrorfaulttest SOURCES tests/mirrorfaulttest.cpp tests/MirrorTestSupport.h
