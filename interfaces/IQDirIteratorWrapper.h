@@ -26,10 +26,15 @@ public:
 
     /// A new file-information wrapper holding a copy of the current entry.
     virtual std::shared_ptr<IQFileInfoWrapper> fileInfo() const = 0;
+    /// Forwards to QDirIterator::fileName(): the current entry's name without its folder.
     virtual QString fileName() const = 0;
+    /// Forwards to QDirIterator::filePath(): the current entry's full path.
     virtual QString filePath() const = 0;
+    /// Forwards to QDirIterator::hasNext().
     virtual bool hasNext() const = 0;
+    /// Forwards to QDirIterator::next(): advances and returns the new entry's path.
     virtual QString next() = 0;
+    /// Forwards to QDirIterator::path(): the folder the iteration started from.
     virtual QString path() const = 0;
 };
 
