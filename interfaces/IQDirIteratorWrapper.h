@@ -17,6 +17,8 @@ namespace interf {
  * @brief A replaceable directory iterator, mirroring QDirIterator.
  *
  * The order of the virtual functions is part of the interface; never reorder them.
+ * No operation throws: failures are the forwarded Qt results (false, empty values).
+ * Like the Qt class it mirrors, an object is not thread-safe: use it from one thread at a time.
  */
 class KVSYNCINTERFACES_EXPORT IQDirIteratorWrapper : public QObject
 {

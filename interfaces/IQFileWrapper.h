@@ -22,6 +22,9 @@ namespace interf {
  * flag, free disk space and the names of the file's temporary and download
  * companions. The order of the virtual functions is part of the interface:
  * implementations elsewhere are built against it, so never reorder them.
+ *
+ * No operation throws: failures are the forwarded Qt results (false, empty values, error()).
+ * Like the Qt class it mirrors, an object is not thread-safe: use it from one thread at a time.
  */
 class KVSYNCINTERFACES_EXPORT IQFileWrapper : public QObject
 {
