@@ -155,6 +155,10 @@ public:
      * With @p move the source is removed after a complete copy, never before; within one file
      * system (and for a source that is not a link) the move is a rename.
      *
+     * @param source the file to copy; it must exist.
+     * @param target the full path of the copy, not a folder to copy into.
+     * @param move remove @p source once the copy is complete.
+     * @param overwrite replace an existing @p target (keeping the backup described above).
      * @param error when not null, receives a text for the failures that explain
      *        themselves; it is never cleared, so an earlier text survives a silent failure.
      * @return false when the copy (or the removal of a moved source) failed; true when
@@ -202,6 +206,7 @@ public:
     /**
      * @brief Absolute paths of the entries of @p folder whose names match @p nameFilter.
      *
+     * @param folder the folder to list; a missing folder gives an empty list.
      * @param nameFilter wildcard patterns separated by "|" ("*.txt|*.log"); empty means
      *        "*". When it is empty and @p folder is a file, that file alone is listed.
      * @param filters QDir filters; no filter (0) means files only. "." and ".." never appear.
@@ -270,6 +275,9 @@ public:
     /**
      * @brief The first of @p folders that holds @p fileName.
      *
+     * @param fileName a name relative to each folder.
+     * @param folders searched in list order; the first folder holding the file wins.
+     * @param defaultFolder where @p foundPath points when no folder holds the file; may be empty.
      * @param foundPath cleared, then set to the file's absolute path in the folder that
      *        holds it. When none does and @p defaultFolder is not empty, it is set to the
      *        path in @p defaultFolder all the same (a place to create the file), but the
@@ -320,8 +328,8 @@ public:
      */
     struct EnumValueName
     {
-        qint32 value;
-        QString name;
+        qint32 value; ///< the enumeration value (a single bit for flags)
+        QString name; ///< its name, as printed and as parsed back
     };
 
     /**
@@ -469,10 +477,11 @@ public:
     static QString GetFavoritesPath();
     /// The system library folder, "/usr/lib".
     static QString GetSystemDirectory();
-    /// <prefix>/lib/<exe name>/plugins, whether it exists or not; "" without an executable path.
+    /// \<prefix\>/lib/\<exe name\>/plugins, whether it exists or not; "" without an executable
+    /// path.
     static QString GetPluginsPath();
     /**
-     * @brief Path of the application's resource @p name: <prefix>/share/<exe name>/<name>.
+     * @brief Path of the application's resource @p name: \<prefix\>/share/\<exe name\>/\<name\>.
      *
      * Resources lie directly in that folder: a name with a '/' or a name of
      * "." or ".." gives "". Returns "" when no such file or folder exists.

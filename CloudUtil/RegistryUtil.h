@@ -38,6 +38,7 @@ public:
      * false. Test a single value by passing its whole path, "K/n".
      */
     static bool KeyExists(QString key, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static bool KeyExists(QString key);
 
     /// Removes value @p name of key @p key; a missing value is no error. An empty
@@ -49,6 +50,7 @@ public:
 
     /// Value @p name of key @p key as a string, @p defaultValue when absent.
     static QString ReadString(QString key, QString name, QString defaultValue, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static QString ReadString(QString key, QString name, QString defaultValue);
 
     /**
@@ -58,15 +60,18 @@ public:
      * the result as a failure signal.
      */
     static bool WriteString(QString key, QString name, QString value, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static bool WriteString(QString key, QString name, QString value);
 
     /// Value @p name of key @p key as a string list, @p defaultValue when absent.
     static QStringList ReadMultiString(
         QString key, QString name, QStringList defaultValue, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static QStringList ReadMultiString(QString key, QString name, QStringList defaultValue);
 
     /// Writes a string list value.
     static void WriteMultiString(QString key, QString name, QStringList value, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static void WriteMultiString(QString key, QString name, QStringList value);
 
     /**
@@ -75,18 +80,23 @@ public:
      * A stored 4294967297 reads as 1; the default keeps its sign (-1 stays -1).
      */
     static int ReadInt(QString key, QString name, int defaultValue, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static int ReadInt(QString key, QString name, int defaultValue);
 
-    /// Value @p name of key @p key as a 64-bit integer; 0 when it does not convert.
+    /// Value @p name of key @p key as a 64-bit integer, @p defaultValue when absent; 0 when it
+    /// does not convert.
     static long long ReadInt64(QString key, QString name, long long defaultValue, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static long long ReadInt64(QString key, QString name, long long defaultValue);
 
     /// Writes a 32-bit value, stored as a 64-bit integer (widened with its sign).
     static void WriteInt(QString key, QString name, int value, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static void WriteInt(QString key, QString name, int value);
 
     /// Writes a 64-bit integer value.
     static void WriteInt64(QString key, QString name, long long value, bool machineWide);
+    /// The same without the (ignored) machine-wide flag.
     static void WriteInt64(QString key, QString name, long long value);
 };
 

@@ -25,6 +25,7 @@ KVSYNCCORE_EXPORT extern const QString kVariableRegExp;
 class KVSYNCCORE_EXPORT QStringToWchar
 {
 public:
+    /// Copies @p text at once; later changes to @p text do not reach the copy.
     explicit QStringToWchar(const QString& text);
     ~QStringToWchar();
 

@@ -92,6 +92,7 @@ class KVSYNCINTERFACES_EXPORT SyncDetails
 {
 public:
     SyncDetails() = default;
+    /// Wraps @p details as given; nothing checks that it is a details document.
     explicit SyncDetails(const QString& details);
 
     /// The document (or the empty string).
@@ -108,13 +109,15 @@ public:
 class KVSYNCINTERFACES_EXPORT ActionLogEntry
 {
 public:
+    /// Makes an entry stamped with the current time (in UTC). Note the order: the
+    /// item information comes before the item name.
     ActionLogEntry(action::ActionType actionType, const QString& relatedItemInfo,
         const QString& relatedItemName, const SyncDetails& details);
 
-    action::ActionType actionType;
-    QString relatedItemInfo;
-    QString relatedItemName;
-    SyncDetails details;
+    action::ActionType actionType; ///< kind of action; stored as a number, never interpreted
+    QString relatedItemInfo; ///< the first string given to AddAction
+    QString relatedItemName; ///< the second string given to AddAction
+    SyncDetails details; ///< details document, or empty
     QDateTime timestamp; ///< UTC
 };
 
@@ -131,14 +134,16 @@ class KVSYNCINTERFACES_EXPORT SyncAction : public QObject
 {
 public:
     SyncAction();
+    /// Copies the six data fields into a fresh QObject without a parent.
     SyncAction(const SyncAction& other);
+    /// Copies the six data fields; this object's parent and object name stay as they are.
     SyncAction& operator=(const SyncAction& other);
     ~SyncAction() override;
 
     qint32 id = 0; ///< row id in the table; 0 (no row) in a default action
-    qint32 actionType = action::NoAction;
-    QString relatedItemName;
-    QString relatedItemInfo;
+    qint32 actionType = action::NoAction; ///< an action::ActionType; NoAction (-1) means no row
+    QString relatedItemName; ///< item name as logged; empty by default
+    QString relatedItemInfo; ///< item information as logged; empty by default
     QDateTime timestamp; ///< local time; null in a default action
     QString details; ///< the stored document, not resolved
 

@@ -29,6 +29,7 @@ class KVSYNCINTERFACES_EXPORT IActionLog : public QObject
     Q_OBJECT
 
 public:
+    /// Creates the interface's QObject part with the given Qt @p parent (none by default).
     explicit IActionLog(QObject* parent = nullptr);
     ~IActionLog() override;
 

@@ -22,6 +22,7 @@ class KVSYNCINTERFACES_EXPORT ICheckForExit : public QObject
     Q_OBJECT
 
 public:
+    /// Creates the interface's QObject part with the given Qt @p parent (none by default).
     explicit ICheckForExit(QObject* parent = nullptr);
     ~ICheckForExit() override;
 

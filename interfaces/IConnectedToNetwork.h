@@ -17,6 +17,7 @@ class KVSYNCINTERFACES_EXPORT IConnectedToNetwork : public QObject
     Q_OBJECT
 
 public:
+    /// Creates the interface's QObject part with the given Qt @p parent (none by default).
     explicit IConnectedToNetwork(QObject* parent = nullptr);
     ~IConnectedToNetwork() override;
 

@@ -21,6 +21,7 @@ class KVSYNCINTERFACES_EXPORT ICryptographicHash : public QObject
     Q_OBJECT
 
 public:
+    /// Creates the interface's QObject part with the given Qt @p parent (none by default).
     explicit ICryptographicHash(QObject* parent = nullptr);
     ~ICryptographicHash() override;
 

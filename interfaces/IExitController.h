@@ -18,6 +18,7 @@ class KVSYNCINTERFACES_EXPORT IExitController : public ICheckForExit
     Q_OBJECT
 
 public:
+    /// Creates the interface's QObject part with the given Qt @p parent (none by default).
     explicit IExitController(QObject* parent = nullptr);
     ~IExitController() override;
 

@@ -29,6 +29,7 @@ public:
     virtual void SetEventLoop(std::shared_ptr<QEventLoop> loop) = 0;
     /// Runs the loop until quit(); returns the code passed to exit (0 for quit()).
     virtual int exec(QEventLoop::ProcessEventsFlags flags) = 0;
+    /// Forwards to QEventLoop::quit(): the running exec() returns 0.
     virtual void quit() = 0;
 };
 

@@ -84,9 +84,11 @@ public:
     /// True when this processor has the AES instructions that the 128-bit block path uses.
     static bool HasHardwareSupport();
 
-    /// Block, key and round counts as set by SetParameters() (for tests).
+    /// Block length in 32-bit words as set by SetParameters() (for tests).
     int __TEST_ONLY_Nb() const { return Nb; }
+    /// Key length in 32-bit words as set by SetParameters() (for tests).
     int __TEST_ONLY_Nk() const { return Nk; }
+    /// Number of rounds as set by SetParameters() (for tests).
     int __TEST_ONLY_Nr() const { return Nr; }
     /// Turns the AES instructions on or off for this object (on only where present); for tests and
     /// benchmarks.

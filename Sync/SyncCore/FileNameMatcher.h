@@ -55,7 +55,9 @@ public:
     FileNameMatcher(QString settingsKey, QString defaultPatterns);
     virtual ~FileNameMatcher();
 
+    /// Shares the compiled patterns of @p other; the settings are not read again.
     FileNameMatcher(const FileNameMatcher&);
+    /// Shares the compiled patterns of @p other; not safe while this matcher is in use.
     FileNameMatcher& operator=(const FileNameMatcher&);
 
     /**

@@ -20,6 +20,7 @@ namespace core {
 class KVSYNCCORE_EXPORT Finally
 {
 public:
+    /// Stores @p action, which must not be empty, to run once in the destructor.
     explicit Finally(std::function<void()> action);
     virtual ~Finally() noexcept(false);
 

@@ -57,14 +57,14 @@ public:
     /// Always the qint64 maximum ("no limit"), kept on purpose: callers never see a shortage.
     qint64 GetFreeDiskSpace() const override;
     /**
-     * The companion "<folder>/<tempFolderName>/<name>.<extension>" of this file, where
-     * <folder> holds the file; 'a.txt' with "TMP" gives 'a.txt.TMP'. The working folder is
+     * The companion "\<folder\>/\<tempFolderName\>/\<name\>.\<extension\>" of this file, where
+     * \<folder\> holds the file; 'a.txt' with "TMP" gives 'a.txt.TMP'. The working folder is
      * created with its parents when missing. Empty (and an ERROR line) when this wrapper has
      * no file name or the folder cannot be made. The companion file itself is not touched.
      */
     std::shared_ptr<interf::IQFileWrapper> GetTempFile(const QString& tempFolderName,
                                                        const QString& extension) const override;
-    /// The companion "<folder>/.{SyncTemp}/<name>.DWN". Its folder is neither checked nor
+    /// The companion "\<folder\>/.{SyncTemp}/\<name\>.DWN". Its folder is neither checked nor
     /// created: that is the caller's affair.
     std::shared_ptr<interf::IQFileWrapper> GetDownloadedTempFile() const override;
 

@@ -22,6 +22,7 @@ class KVSYNCSHARINGENGINE_EXPORT QSharingFileEngine : public QFSFileEngine
 {
 public:
     QSharingFileEngine();
+    /// An engine for @p fileName, as QFSFileEngine(const QString&).
     explicit QSharingFileEngine(const QString& fileName);
     ~QSharingFileEngine() override;
 

@@ -22,6 +22,7 @@ namespace core {
 class KVSYNCCORE_EXPORT ScopeLogger
 {
 public:
+    /// Logs "@p scopeName starting" to @p logger, which is kept by reference.
     ScopeLogger(log4cplus::Logger& logger, QString scopeName);
     virtual ~ScopeLogger();
 

@@ -25,7 +25,10 @@ public:
     explicit SyncException(QString message);
     ~SyncException() override;
 
+    /// Copies the message and its UTF-8 encoding.
     SyncException(const SyncException&) = default;
+    /// Copies the message and its UTF-8 encoding; what() of this object then points at
+    /// the new copy.
     SyncException& operator=(const SyncException&) = default;
 
     /// The message as NUL-terminated UTF-8; stable for the object's life, never re-encoded.

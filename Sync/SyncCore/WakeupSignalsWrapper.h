@@ -87,6 +87,7 @@ public:
      * The waking side: posts the wake-up semaphore of the service with process
      * id @p servicePid once, so that its thread emits Awaken(). Safe from any
      * thread and any process of the service's user; never blocks.
+     * @param servicePid the process id of the service to wake
      * @param loginName the service's login name; empty means the caller's own
      * @param errorText on failure, the system's text for the reason
      */
