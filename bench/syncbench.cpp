@@ -1,24 +1,57 @@
-// A sync pass of `synccore sync` against `rsync -a --checksum` on the same
-// trees, first pass (empty target) and unchanged second pass: 10,000 small
-// files and 10 files of 100 MiB. Both run as processes, as a user runs them.
-// Printed: seconds per pass of each, and the ratio (ours / rsync).
+// The mirror pass against rsync on the same trees in the same run, each as a
+// whole process as a user runs them: `rsync -a` (its quick check) beside our
+// pass, and `rsync -a --checksum` beside our --checksum pass. Median of
+// SYNCBENCH_RUNS runs (5). Printed: seconds of each, the ratio beside its
+// target, CPU cost per file and per MiB, peak memory at two tree sizes, and
+// the time from one write to the file being in place under the watcher.
+//
+// Sizes come from the environment so that a smaller run fits a busy machine:
+//   SYNCBENCH_SMALL_FILES (10000), SYNCBENCH_LARGE_FILES (10),
+//   SYNCBENCH_LARGE_MIB (100), SYNCBENCH_MANY_FILES (100000), SYNCBENCH_RUNS (5).
 
 #include "CollectingReporter.h"
+
+#include "Sync/Mirror/MirrorWatcher.h"
+#include "Sync/SyncCore/ActionLog.h"
+#include "database/SqliteDatabaseFactory.h"
 
 #include <benchmark/benchmark.h>
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
-#include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
 #include <map>
+#include <spawn.h>
 #include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+extern char** environ;
 
 namespace {
+
+int envInt(const char* name, int fallback)
+{
+    const char* v = std::getenv(name);
+    return v && std::atoi(v) > 0 ? std::atoi(v) : fallback;
+}
+
+const int kRuns = envInt("SYNCBENCH_RUNS", 5);
+const int kSmallFiles = envInt("SYNCBENCH_SMALL_FILES", 10000);
+const int kLargeFiles = envInt("SYNCBENCH_LARGE_FILES", 10);
+const int kLargeMiB = envInt("SYNCBENCH_LARGE_MIB", 100);
+const int kManyFiles = envInt("SYNCBENCH_MANY_FILES", 100000);
 
 QTemporaryDir& workDir()
 {
@@ -26,103 +59,277 @@ QTemporaryDir& workDir()
     return dir;
 }
 
-/// The source tree of a case, made once.
-QString sourceTree(const QString& kind)
+std::string work(const std::string& name)
 {
-    const QString root = workDir().filePath(kind + QStringLiteral("/src"));
-    if (QFileInfo::exists(root))
+    return workDir().path().toStdString() + '/' + name;
+}
+
+void writeFile(const std::string& path, const char* data, size_t size)
+{
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (fd < 0)
+        return;
+    (void)!::write(fd, data, size);
+    ::close(fd);
+}
+
+// The pass re-reads files written in the last two seconds to catch a change
+// inside the clock's granularity; a tree being mirrored is older than that, so
+// the trees made here are let age before they are timed.
+void letAge()
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+}
+
+/// Small files of about 4 KiB, 100 to a folder.
+std::string smallTree(const std::string& name, int files)
+{
+    const std::string root = work(name);
+    if (::access(root.c_str(), F_OK) == 0)
         return root;
-    if (kind == QLatin1String("small")) {
-        for (int i = 0; i < 10000; ++i) {
-            const QString dir = root + QStringLiteral("/d%1").arg(i / 100, 3, 10, QLatin1Char('0'));
-            QDir().mkpath(dir);
-            QFile f(dir + QStringLiteral("/f%1.txt").arg(i));
-            if (f.open(QIODevice::WriteOnly))
-                f.write(QByteArray(4096, char('a' + i % 26)) + QByteArray::number(i));
-        }
-    } else {
-        QDir().mkpath(root);
-        QByteArray chunk(1 << 20, '\0');
-        for (int i = 0; i < 10; ++i) {
-            QFile f(root + QStringLiteral("/big%1.bin").arg(i));
-            if (!f.open(QIODevice::WriteOnly))
-                break;
-            for (int mb = 0; mb < 100; ++mb) {
-                for (int j = 0; j < chunk.size(); j += 64)
-                    chunk[j] = char(i * 131 + mb * 7 + j);
-                f.write(chunk);
-            }
-        }
+    ::mkdir(root.c_str(), 0755);
+    std::string content(4096, 'a');
+    for (int i = 0; i < files; ++i) {
+        const std::string dir = root + "/d" + std::to_string(i / 100);
+        if (i % 100 == 0)
+            ::mkdir(dir.c_str(), 0755);
+        content[0] = char('a' + i % 26);
+        const std::string tail = std::to_string(i);
+        writeFile(
+            dir + "/f" + tail + ".txt", (content + tail).data(), content.size() + tail.size());
     }
+    letAge();
     return root;
 }
 
-bool runProcess(const QString& program, const QStringList& args)
+std::string largeTree()
 {
-    QProcess p;
-    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    p.setStandardOutputFile(QProcess::nullDevice());
-    p.start(program, args);
-    return p.waitForFinished(-1) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
-}
-
-// tool: 0 = synccore, 1 = rsync as named (a current rsync picks a fast xxHash
-// checksum), 2 = rsync made to checksum with MD5, as synccore does.
-QStringList command(int tool, const QString& source, const QString& target, QString* program)
-{
-    if (tool == 0) {
-        *program = QStringLiteral(SYNCCORE_TOOL_PATH);
-        return {QStringLiteral("sync"), source, target, QStringLiteral("--db"),
-                workDir().filePath(QStringLiteral("bench.sqlite")), QStringLiteral("--log"),
-                workDir().filePath(QStringLiteral("bench.log"))};
+    const std::string root = work("large");
+    if (::access(root.c_str(), F_OK) == 0)
+        return root;
+    ::mkdir(root.c_str(), 0755);
+    std::vector<char> chunk(1 << 20);
+    for (int i = 0; i < kLargeFiles; ++i) {
+        const int fd = ::open(
+            (root + "/big" + std::to_string(i) + ".bin").c_str(), O_WRONLY | O_CREAT, 0644);
+        for (int mb = 0; mb < kLargeMiB; ++mb) {
+            for (size_t j = 0; j < chunk.size(); j += 64)
+                chunk[j] = char(i * 131 + mb * 7 + int(j));
+            (void)!::write(fd, chunk.data(), chunk.size());
+        }
+        ::close(fd);
     }
-    *program = QStringLiteral("rsync");
-    QStringList args{QStringLiteral("-a"), QStringLiteral("--checksum"), source + QLatin1Char('/'),
-                     target + QLatin1Char('/')};
-    if (tool == 2)
-        args.prepend(QStringLiteral("--checksum-choice=md5"));
-    return args;
+    letAge();
+    return root;
 }
 
-// Arguments: the tool (see command()); 0 = small files / 1 = large files; 0 = first / 1 = unchanged pass.
+struct ProcessCost
+{
+    double seconds = 0;
+    double cpuSeconds = 0;
+    long maxRssKiB = 0;
+    bool ok = false;
+};
+
+ProcessCost runProcess(const std::vector<std::string>& argv)
+{
+    std::vector<char*> args;
+    for (const std::string& a : argv)
+        args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    ProcessCost cost;
+    const auto start = std::chrono::steady_clock::now();
+    pid_t pid = 0;
+    if (posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ) != 0) {
+        posix_spawn_file_actions_destroy(&actions);
+        return cost;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    int status = 0;
+    struct rusage usage
+    {
+    };
+    wait4(pid, &status, 0, &usage);
+    cost.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    cost.cpuSeconds = double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
+        + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    cost.maxRssKiB = usage.ru_maxrss;
+    cost.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return cost;
+}
+
+void removeTree(const std::string& path)
+{
+    runProcess({ "rm", "-rf", path });
+}
+
+// Medians of what each case measured, by case name.
+struct Samples
+{
+    std::vector<double> seconds, cpu;
+    std::vector<long> rss;
+};
+std::map<std::string, Samples>& samples()
+{
+    static std::map<std::string, Samples> s;
+    return s;
+}
+
+template <typename T> T median(std::vector<T> v)
+{
+    if (v.empty())
+        return T();
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+enum Tool { Ours = 0, Rsync = 1 };
+
+std::string name(int tool, int tree, int pass)
+{
+    return "BM_Pass/tool:" + std::to_string(tool) + "/tree:" + std::to_string(tree)
+        + "/pass:" + std::to_string(pass) + "/iterations:" + std::to_string(kRuns) + "/manual_time";
+}
+
+std::vector<std::string> command(Tool tool, bool checksum, const std::string& source,
+    const std::string& target, const std::string& db)
+{
+    if (tool == Ours) {
+        std::vector<std::string> c { MIRROR_RUN_PATH, source, target, db };
+        if (checksum)
+            c.push_back("--checksum");
+        return c;
+    }
+    std::vector<std::string> c { "rsync", "-a" };
+    if (checksum)
+        c.push_back("--checksum");
+    c.push_back(source + '/');
+    c.push_back(target + '/');
+    return c;
+}
+
+// Arguments: tool, tree (0 small, 1 large, 2 many), pass (0 first, 1 unchanged, 2 unchanged
+// --checksum).
 void BM_Pass(benchmark::State& state)
 {
-    const int tool = int(state.range(0));
-    const bool ours = tool == 0;
-    const QString kind = state.range(1) == 0 ? QStringLiteral("small") : QStringLiteral("large");
-    const bool unchanged = state.range(2) == 1;
-    if (!ours && QStandardPaths::findExecutable(QStringLiteral("rsync")).isEmpty()) {
+    const Tool tool = Tool(state.range(0));
+    const int tree = int(state.range(1));
+    const int pass = int(state.range(2));
+    if (tool == Rsync && QStandardPaths::findExecutable(QStringLiteral("rsync")).isEmpty()) {
         state.SkipWithError("rsync is not installed");
         return;
     }
-    const QString source = sourceTree(kind);
-    const QString target = workDir().filePath(kind + QStringLiteral("/target%1").arg(tool));
-    QString program;
-    const QStringList args = command(tool, source, target, &program);
+    const std::string source = tree == 0 ? smallTree("small", kSmallFiles)
+        : tree == 1                      ? largeTree()
+                                         : smallTree("many", kManyFiles);
+    const std::string tag = std::to_string(tool) + "-" + std::to_string(tree);
+    std::string target = work("target-" + tag);
+    std::string db = work("db-" + tag + ".sqlite");
+    const std::string key = name(tool, tree, pass);
+    int run = 0;
     for (auto _ : state) {
-        state.PauseTiming();
-        if (!unchanged || !QFileInfo::exists(target)) {
-            QDir(target).removeRecursively();
-            if (unchanged && !runProcess(program, args)) { // the first pass, untimed
-                state.SkipWithError("the first pass failed");
-                break;
-            }
+        if (pass == 0) {
+            // A fresh target every run, removed only at the end: ext4 scans the inodes of a
+            // tree deleted moments ago on every file it creates, which would time rm -rf.
+            target = work("target-" + tag + "-first" + std::to_string(++run));
+            db = work("db-" + tag + "-first" + std::to_string(run) + ".sqlite");
+        } else if (::access(target.c_str(), F_OK) != 0
+            && !runProcess(command(tool, false, source, target, db)).ok) {
+            state.SkipWithError("the first pass failed");
+            break;
         }
-        state.ResumeTiming();
-        if (!runProcess(program, args)) {
+        const ProcessCost cost = runProcess(command(tool, pass == 2, source, target, db));
+        if (!cost.ok) {
             state.SkipWithError("the pass failed");
             break;
         }
+        state.SetIterationTime(cost.seconds);
+        Samples& s = samples()[key];
+        s.seconds.push_back(cost.seconds);
+        s.cpu.push_back(cost.cpuSeconds);
+        s.rss.push_back(cost.maxRssKiB);
     }
 }
 
-BENCHMARK(BM_Pass)
-    ->ArgsProduct({{0, 1, 2}, {0, 1}, {0, 1}})
-    ->ArgNames({"tool", "large", "unchanged"})
-    ->Iterations(3)
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+// One write in a tree of SYNCBENCH_MANY_FILES files under the watcher: seconds from the
+// write to the new content in the target, settle time included.
+void BM_WatchLatency(benchmark::State& state)
+{
+    const std::string source = smallTree("many", kManyFiles);
+    const std::string target = work("watch-target");
+    QString error;
+    auto database = sync::core::SqliteDatabaseFactory::Open(
+        QString::fromStdString(work("watch.sqlite")), &error);
+    if (!database || !database->CreateActionLogTable()) {
+        state.SkipWithError("no database");
+        return;
+    }
+    sync::core::ActionLog log(database);
+    sync::mirror::MirrorOptions options;
+    options.source = QString::fromStdString(source);
+    options.target = QString::fromStdString(target);
+    options.settleMs = 200;
+    sync::mirror::MirrorWatcher watcher(options, &log, database, nullptr, nullptr);
+    std::atomic<int> passes { 0 };
+    std::atomic<int> lastFiles { 0 };
+    watcher.SetResultCallback([&](const sync::mirror::MirrorResult& r, bool) {
+        lastFiles = r.files;
+        ++passes;
+    });
+    std::thread runner([&] { watcher.Run(); });
+    while (passes.load() == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const std::string file = "/d7/f777.txt";
+    int round = 0;
+    bool touchedOne = true;
+    for (auto _ : state) {
+        const std::string content = "changed " + std::to_string(++round);
+        const int before = passes.load();
+        const auto start = std::chrono::steady_clock::now();
+        writeFile(source + file, content.data(), content.size());
+        for (;;) {
+            char buffer[64] = {};
+            const int fd = ::open((target + file).c_str(), O_RDONLY);
+            const ssize_t n = fd >= 0 ? ::read(fd, buffer, sizeof buffer) : -1;
+            if (fd >= 0)
+                ::close(fd);
+            if (n == ssize_t(content.size()) && content == std::string(buffer, size_t(n)))
+                break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            if (std::chrono::steady_clock::now() - start > std::chrono::seconds(30))
+                break;
+        }
+        const double seconds
+            = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        state.SetIterationTime(seconds);
+        samples()["watch"].seconds.push_back(seconds);
+        while (passes.load() == before)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        touchedOne = touchedOne && lastFiles.load() == 1;
+    }
+    watcher.Stop();
+    runner.join();
+    if (!touchedOne)
+        state.SkipWithError("a pass after one change touched more than that file");
+}
 
+void printRatio(
+    const char* label, int tree, int pass, const char* target, double units, const char* unitName)
+{
+    const Samples& ours = samples()[name(Ours, tree, pass)];
+    const Samples& rsync = samples()[name(Rsync, tree, pass)];
+    if (ours.seconds.empty() || rsync.seconds.empty()) {
+        std::printf("%-44s (not measured)\n", label);
+        return;
+    }
+    const double a = median(ours.seconds), b = median(rsync.seconds);
+    std::printf("%-44s %9.3f %9.3f %7.2fx  %-8s %s   cpu %8.1f us/%s (rsync %8.1f)\n", label, a, b,
+        a / b, target, a / b <= 1.0 ? "met" : "MISSED", median(ours.cpu) * 1e6 / units, unitName,
+        median(rsync.cpu) * 1e6 / units, unitName);
+}
 
 } // namespace
 
@@ -130,28 +337,77 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
+    for (int tree : { 0, 1 }) {
+        for (int pass : { 0, 1, 2 }) {
+            for (int tool : { 0, 1 }) {
+                benchmark::RegisterBenchmark("BM_Pass", BM_Pass)
+                    ->Args({ tool, tree, pass })
+                    ->ArgNames({ "tool", "tree", "pass" })
+                    ->Iterations(kRuns)
+                    ->UseManualTime()
+                    ->Unit(benchmark::kMillisecond);
+            }
+        }
+    }
+    for (int pass : { 0, 1 }) {
+        for (int tool : { 0, 1 }) {
+            benchmark::RegisterBenchmark("BM_Pass", BM_Pass)
+                ->Args({ tool, 2, pass })
+                ->ArgNames({ "tool", "tree", "pass" })
+                ->Iterations(kRuns)
+                ->UseManualTime()
+                ->Unit(benchmark::kMillisecond);
+        }
+    }
+    benchmark::RegisterBenchmark("BM_WatchLatency", BM_WatchLatency)
+        ->Iterations(kRuns)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
     CollectingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
-    std::printf("\n%-30s %10s %10s %8s  %-7s %14s %8s\n", "pass", "synccore s", "rsync s", "ratio",
-                "target", "rsync(md5) s", "ratio");
-    const char* names[] = {"10,000 small files, first", "10,000 small files, unchanged",
-                           "10 x 100 MiB, first", "10 x 100 MiB, unchanged"};
-    for (int large = 0; large < 2; ++large) {
-        for (int unchanged = 0; unchanged < 2; ++unchanged) {
-            auto key = [&](int tool) {
-                return "BM_Pass/tool:" + std::to_string(tool) + "/large:" + std::to_string(large)
-                       + "/unchanged:" + std::to_string(unchanged) + "/iterations:3/real_time";
-            };
-            const double ours = reporter.seconds[key(0)];
-            const double rsync = reporter.seconds[key(1)];
-            const double rsyncMd5 = reporter.seconds[key(2)];
-            if (ours <= 0 || rsync <= 0 || rsyncMd5 <= 0)
-                continue;
-            std::printf("%-30s %10.3f %10.3f %7.2fx  %-7s %14.3f %7.2fx\n", names[large * 2 + unchanged],
-                        ours, rsync, ours / rsync, unchanged ? "<= 1.5x" : "<= 2x", rsyncMd5, ours / rsyncMd5);
-        }
+    const double largeMiB = double(kLargeFiles) * kLargeMiB;
+    std::printf("\nmedian of %d runs, whole processes        %9s %9s %8s  %-8s\n", kRuns, "ours s",
+        "rsync s", "ratio", "target");
+    char label[128];
+    std::snprintf(label, sizeof label, "%d small files, first pass", kSmallFiles);
+    printRatio(label, 0, 0, "<= 1.0x", kSmallFiles, "file");
+    std::snprintf(label, sizeof label, "%d small files, unchanged", kSmallFiles);
+    printRatio(label, 0, 1, "<= 1.0x", kSmallFiles, "file");
+    std::snprintf(label, sizeof label, "%d small files, unchanged --checksum", kSmallFiles);
+    printRatio(label, 0, 2, "<= 1.0x", kSmallFiles, "file");
+    std::snprintf(label, sizeof label, "%d x %d MiB, first pass", kLargeFiles, kLargeMiB);
+    printRatio(label, 1, 0, "<= 1.0x", largeMiB, "MiB");
+    std::snprintf(label, sizeof label, "%d x %d MiB, unchanged", kLargeFiles, kLargeMiB);
+    printRatio(label, 1, 1, "<= 1.0x", largeMiB, "MiB");
+    std::snprintf(label, sizeof label, "%d x %d MiB, unchanged --checksum", kLargeFiles, kLargeMiB);
+    printRatio(label, 1, 2, "<= 1.0x", largeMiB, "MiB");
+    std::snprintf(label, sizeof label, "%d small files, first pass", kManyFiles);
+    printRatio(label, 2, 0, "<= 1.0x", kManyFiles, "file");
+    std::snprintf(label, sizeof label, "%d small files, unchanged", kManyFiles);
+    printRatio(label, 2, 1, "<= 1.0x", kManyFiles, "file");
+
+    std::printf("\npeak memory (median KiB)                      ours      rsync\n");
+    for (int pass : { 0, 1 }) {
+        const long a = median(samples()[name(Ours, 0, pass)].rss),
+                   b = median(samples()[name(Ours, 2, pass)].rss);
+        const long ra = median(samples()[name(Rsync, 0, pass)].rss),
+                   rb = median(samples()[name(Rsync, 2, pass)].rss);
+        std::printf("%-9s %7d files                    %9ld %9ld\n", pass ? "unchanged" : "first",
+            kSmallFiles, a, ra);
+        std::printf("%-9s %7d files                    %9ld %9ld   growth %.2fx  (target: flat, <= "
+                    "1.25x)  %s\n",
+            pass ? "unchanged" : "first", kManyFiles, b, rb, a > 0 ? double(b) / double(a) : 0.0,
+            a > 0 && double(b) / double(a) <= 1.25 ? "met" : "MISSED");
+    }
+    const std::vector<double>& watch = samples()["watch"].seconds;
+    if (!watch.empty()) {
+        const double m = median(watch);
+        std::printf("\n--watch, one write in %d files to in place: median %.3f s (target < 1 s, "
+                    "settle 200 ms "
+                    "included)  %s\n",
+            kManyFiles, m, m < 1.0 ? "met" : "MISSED");
     }
     return 0;
 }

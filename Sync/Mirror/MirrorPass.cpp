@@ -1,0 +1,1198 @@
+#include "Sync/Mirror/MirrorPass.h"
+
+#include "Sync/Mirror/MirrorJournal_p.h"
+#include "Sync/SyncCore/Consts.h"
+#include "Sync/SyncCore/FileNameMatcher.h"
+#include "database/SqliteDatabaseFactory.h"
+#include "interfaces/IActionLog.h"
+#include "interfaces/ICheckForExit.h"
+#include "interfaces/IQSqlQueryWrapper.h"
+#include "platform/PlatformFs.h"
+
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <thread>
+#include <ctime>
+#include <unistd.h>
+
+inline namespace KvSync_6_0 {
+namespace sync {
+namespace mirror {
+
+namespace fs = platform::fs;
+using fs::EntryStat;
+
+namespace {
+
+constexpr size_t kNameMax = NAME_MAX;
+constexpr size_t kCompareChunk = 1 << 20;
+const char kWorkFolder[] = ".{SyncTemp}";
+const char kBackupFolder[] = ".{SyncBackup}";
+const char kCompanionSuffix[] = ".DWN";
+
+QString errorText(int negativeErrno)
+{
+    return QString::fromLocal8Bit(std::strerror(-negativeErrno));
+}
+
+bool isValidUtf8(const std::string& s)
+{
+    const auto* p = reinterpret_cast<const unsigned char*>(s.data());
+    const auto* end = p + s.size();
+    while (p < end) {
+        const unsigned char c = *p;
+        if (c < 0x80) {
+            ++p;
+            continue;
+        }
+        int extra = 0;
+        uint32_t cp = 0;
+        if ((c & 0xE0) == 0xC0) {
+            extra = 1;
+            cp = c & 0x1F;
+        } else if ((c & 0xF0) == 0xE0) {
+            extra = 2;
+            cp = c & 0x0F;
+        } else if ((c & 0xF8) == 0xF0) {
+            extra = 3;
+            cp = c & 0x07;
+        } else {
+            return false;
+        }
+        if (end - p <= extra)
+            return false;
+        for (int i = 1; i <= extra; ++i) {
+            if ((p[i] & 0xC0) != 0x80)
+                return false;
+            cp = (cp << 6) | (p[i] & 0x3F);
+        }
+        const uint32_t minimum[] = { 0, 0x80, 0x800, 0x10000 };
+        if (cp < minimum[extra] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
+            return false;
+        p += extra + 1;
+    }
+    return true;
+}
+
+// For people and the action log: the text itself, or with each byte that is
+// not part of valid UTF-8 shown as \xNN.
+QString displayText(const std::string& s)
+{
+    if (isValidUtf8(s))
+        return QString::fromUtf8(s.data(), qsizetype(s.size()));
+    QString out;
+    for (size_t i = 0; i < s.size();) {
+        size_t len = 1;
+        const unsigned char c = static_cast<unsigned char>(s[i]);
+        if (c >= 0xC0)
+            len = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
+        if (c >= 0x80 && (c < 0xC0 || i + len > s.size() || !isValidUtf8(s.substr(i, len)))) {
+            out += QStringLiteral("\\x%1").arg(unsigned(c), 2, 16, QLatin1Char('0'));
+            ++i;
+            continue;
+        }
+        out += QString::fromUtf8(s.data() + i, qsizetype(len));
+        i += len;
+    }
+    return out;
+}
+
+// The download companion of a name: "NAME.DWN" when that fits in a name,
+// else a short name derived from it, so that names of up to the file
+// system's limit still sync.
+std::string companionName(const std::string& name)
+{
+    if (name.size() + sizeof kCompanionSuffix - 1 <= kNameMax)
+        return name + kCompanionSuffix;
+    uint64_t h = 1469598103934665603ull;
+    for (unsigned char c : name)
+        h = (h ^ c) * 1099511628211ull;
+    char buffer[40];
+    std::snprintf(
+        buffer, sizeof buffer, "~%016llx%s", static_cast<unsigned long long>(h), kCompanionSuffix);
+    return buffer;
+}
+
+const char* typeName(EntryStat::Type type)
+{
+    switch (type) {
+    case EntryStat::Fifo:
+        return "a FIFO";
+    case EntryStat::Socket:
+        return "a socket";
+    case EntryStat::CharDevice:
+        return "a character device";
+    case EntryStat::BlockDevice:
+        return "a block device";
+    case EntryStat::Folder:
+        return "a folder";
+    case EntryStat::Link:
+        return "a symbolic link";
+    case EntryStat::File:
+        return "a file";
+    default:
+        return "an entry of unknown type";
+    }
+}
+
+// Files modified more recently than this are verified after the copy.
+constexpr int64_t kHotNs = 2000000000;
+
+int64_t nowNs()
+{
+    struct timespec t;
+    clock_gettime(CLOCK_REALTIME, &t);
+    return int64_t(t.tv_sec) * 1000000000 + t.tv_nsec;
+}
+
+// MD5 of a whole open file, read with pread from its start; empty on a read error.
+std::string digestFd(int fd)
+{
+    QCryptographicHash hash(QCryptographicHash::Md5);
+    thread_local std::unique_ptr<char[]> buffer(new char[kCompareChunk]);
+    for (off_t at = 0;;) {
+        const ssize_t n = pread(fd, buffer.get(), kCompareChunk, at);
+        if (n < 0)
+            return std::string();
+        if (n == 0)
+            break;
+        hash.addData(QByteArrayView(buffer.get(), n));
+        at += n;
+    }
+    const QByteArray r = hash.result();
+    return std::string(r.constData(), size_t(r.size()));
+}
+
+std::string joinPath(const std::string& folder, const std::string& name)
+{
+    return folder.empty() ? name : folder + '/' + name;
+}
+
+struct Fd
+{
+    int fd = -1;
+    Fd() = default;
+    explicit Fd(int f)
+        : fd(f)
+    { }
+    ~Fd() { fs::Close(fd); }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    void reset(int f)
+    {
+        fs::Close(fd);
+        fd = f;
+    }
+};
+
+} // namespace
+
+int MirrorResult::ExitStatus() const
+{
+    if (!fatalError.isEmpty() || !historyError.isEmpty())
+        return 1;
+    if (failed > 0)
+        return 23;
+    return 0;
+}
+
+class MirrorPass::Private
+{
+public:
+    MirrorOptions options;
+    sync::interf::IActionLog* log = nullptr;
+    std::shared_ptr<sync::core::SqliteDatabaseFactory> database;
+    const sync::core::FileNameMatcher* matcher = nullptr;
+    sync::interf::ICheckForExit* exit = nullptr;
+    std::function<void(const MirrorProgress&)> progress;
+    std::function<void(const MirrorEntry&)> entryCallback;
+    std::function<void(Stage, const QByteArray&)> stageHook;
+    std::function<void(const QByteArray&)> folderCallback;
+    QVector<QRegularExpression> extraExcludes;
+    std::atomic<bool> cancel { false };
+    std::atomic<int> rowsWritten { 0 };
+    std::unique_ptr<char[]> compareBuffer;
+    QMetaObject::Connection rowsConnection;
+
+    // State of the pass in progress.
+    MirrorResult result;
+    MirrorProgress done;
+    std::unique_ptr<MirrorJournal> journal;
+    int rowsQueued = 0;
+    std::string sourceRoot;
+    std::string targetRoot;
+
+    /// One target folder being filled: its descriptor and, once needed, its working folder.
+    struct TargetFolder
+    {
+        int fd = -1;
+        int workFd = -1;
+        bool workMade = false;
+    };
+
+    bool Stopping()
+    {
+        if (cancel.load(std::memory_order_relaxed))
+            return true;
+        return exit && exit->IsCanceling();
+    }
+
+    static bool StopCallback(void* self) { return static_cast<Private*>(self)->Stopping(); }
+
+    void Begin();
+    void End();
+    bool Excluded(const std::string& name);
+    void Log(sync::core::action::ActionType type, const std::string& path, const std::string& name,
+        sync::core::actionDetails::DetailsType details, const QStringList& args);
+    void Report(
+        EntryAction action, const std::string& path, qint64 bytes, const QString& cause = {});
+    void Fail(const std::string& path, const QString& cause);
+
+    void SyncFolder(int sourceFd, int targetFd, const std::string& rel);
+    /// Mirrors one name of a folder; false when the name was excluded.
+    bool SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const JournalRow* row);
+    void SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const EntryStat& s, const JournalRow* row);
+    void SyncLink(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const EntryStat& s, const JournalRow* row);
+    void SyncSubfolder(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const EntryStat& s);
+    void DeleteFromTarget(TargetFolder& target, const std::string& rel, const std::string& name);
+    bool EnsureWorkFolder(TargetFolder& target, const std::string& path);
+    void CloseFolder(TargetFolder& target);
+    /// Content comparison: true when both files hold the same bytes; the source's MD5 in
+    /// @p digest when @p hashIt (hashing costs more than comparing).
+    bool SameContent(int sourceFd, int targetFd, const std::string& name, bool hashIt,
+        std::string& digest, bool* readError);
+    void PutJournal(const std::string& rel, const std::string& name, const EntryStat& s,
+        const EntryStat& t, const std::string& link, const std::string& digest);
+    void Stage(MirrorPass::Stage stage, const std::string& path)
+    {
+        if (stageHook)
+            stageHook(stage, QByteArray(path.data(), qsizetype(path.size())));
+    }
+};
+
+void MirrorPass::Private::Log(sync::core::action::ActionType type, const std::string& path,
+    const std::string& name, sync::core::actionDetails::DetailsType details,
+    const QStringList& args)
+{
+    if (!log || options.dryRun)
+        return;
+    QStringList escaped;
+    for (const QString& a : args)
+        escaped.append(a.toHtmlEscaped());
+    log->AddAction(type, displayText(path), displayText(name),
+        sync::core::SyncDetails(log->BuildDetailsXml(details, escaped)));
+    ++rowsQueued;
+}
+
+void MirrorPass::Private::Report(
+    EntryAction action, const std::string& path, qint64 bytes, const QString& cause)
+{
+    if (!entryCallback)
+        return;
+    MirrorEntry e;
+    e.action = action;
+    e.path = QByteArray(path.data(), qsizetype(path.size()));
+    e.display = displayText(path);
+    e.bytes = bytes;
+    e.cause = cause;
+    entryCallback(e);
+}
+
+void MirrorPass::Private::Fail(const std::string& path, const QString& cause)
+{
+    ++result.failed;
+    MirrorFailure f;
+    f.path = QByteArray(path.data(), qsizetype(path.size()));
+    f.display = displayText(path);
+    f.cause = cause;
+    result.failures.append(f);
+    const size_t slash = path.rfind('/');
+    Log(sync::core::action::UploadFailed, path,
+        slash == std::string::npos ? path : path.substr(slash + 1),
+        sync::core::actionDetails::TransferFailed, { f.display, cause });
+    Report(EntryAction::Failed, path, 0, cause);
+}
+
+bool MirrorPass::Private::Excluded(const std::string& name)
+{
+    if (!matcher && extraExcludes.isEmpty())
+        return false;
+    const QString text = QString::fromUtf8(name.data(), qsizetype(name.size()));
+    if (matcher && matcher->Match(text))
+        return true;
+    for (const QRegularExpression& re : std::as_const(extraExcludes)) {
+        if (re.match(text).hasMatch())
+            return true;
+    }
+    return false;
+}
+
+void MirrorPass::Private::Begin()
+{
+    result = MirrorResult();
+    done = MirrorProgress();
+    rowsQueued = 0;
+    rowsWritten = 0;
+    journal.reset();
+    if (database && !options.dryRun) {
+        // Damage shows here first: a file that is not a whole database fails the check.
+        auto check = database->CreateQuery();
+        if (!check->prepare(QStringLiteral("PRAGMA quick_check(1)")) || !check->exec()
+            || !check->next()) {
+            result.historyError = QStringLiteral("the database %1 cannot be checked: %2")
+                                      .arg(database->FilePath(), database->LastError());
+        } else if (check->value(0).toString() != QLatin1String("ok")) {
+            result.historyError = QStringLiteral("the database %1 is damaged: %2")
+                                      .arg(database->FilePath(), check->value(0).toString());
+        }
+        journal = std::make_unique<MirrorJournal>(database);
+        if (result.historyError.isEmpty() && !journal->Open(sourceRoot, targetRoot))
+            result.historyError = journal->Error();
+    }
+    Log(sync::core::action::SyncStarted, std::string(), std::string(),
+        sync::core::actionDetails::FileTransferred, {});
+}
+
+void MirrorPass::Private::End()
+{
+    if (journal && !journal->Finish() && result.historyError.isEmpty())
+        result.historyError = journal->Error();
+    journal.reset();
+    if (!log || options.dryRun)
+        return;
+    Log(result.failed > 0 || !result.fatalError.isEmpty() ? sync::core::action::SyncFailed
+                                                          : sync::core::action::SyncCompleted,
+        std::string(), std::string(), sync::core::actionDetails::FileTransferred, {});
+    // ManageLogSize flushes the queue first, so every row of this pass is written after it.
+    log->Flush();
+    log->ManageLogSize();
+    const int written = rowsWritten.load();
+    if (written < rowsQueued && result.historyError.isEmpty()) {
+        QString cause = database ? database->LastError() : QString();
+        result.historyError = QStringLiteral("%1 of %2 action log rows were not written%3")
+                                  .arg(rowsQueued - written)
+                                  .arg(rowsQueued)
+                                  .arg(cause.isEmpty() ? QString() : QStringLiteral(": ") + cause);
+    }
+}
+
+void MirrorPass::Private::CloseFolder(TargetFolder& target)
+{
+    if (target.workFd >= 0) {
+        fs::Close(target.workFd);
+        target.workFd = -1;
+        // Empty once its companions are in place or removed; a failure leaves nothing behind
+        // either.
+        fs::RemoveTreeAt(target.fd, kWorkFolder);
+    }
+}
+
+bool MirrorPass::Private::EnsureWorkFolder(TargetFolder& target, const std::string& path)
+{
+    if (target.workFd >= 0)
+        return true;
+    int r = fs::CreateFolderAt(target.fd, kWorkFolder, 0700);
+    if (r != 0 && r != -EEXIST) {
+        Fail(path,
+            QStringLiteral("cannot create the working folder %1: %2")
+                .arg(QString::fromLatin1(kWorkFolder), errorText(r)));
+        return false;
+    }
+    target.workFd = fs::OpenFolderAt(target.fd, kWorkFolder);
+    if (target.workFd < 0) {
+        Fail(path,
+            QStringLiteral("cannot open the working folder: %1").arg(errorText(target.workFd)));
+        target.workFd = -1;
+        return false;
+    }
+    return true;
+}
+
+void MirrorPass::Private::PutJournal(const std::string& rel, const std::string& name,
+    const EntryStat& s, const EntryStat& t, const std::string& link, const std::string& digest)
+{
+    if (!journal || !journal->IsOpen())
+        return;
+    JournalRow row;
+    row.type = s.type;
+    row.size = s.size;
+    row.mtimeNs = s.mtimeNs;
+    row.mode = s.mode;
+    row.sourceDevice = s.device;
+    row.sourceInode = s.inode;
+    row.targetDevice = t.device;
+    row.targetInode = t.inode;
+    row.targetSize = t.size;
+    row.targetMtimeNs = t.mtimeNs;
+    row.link = link;
+    row.digest = digest;
+    journal->Put(rel, name, row);
+}
+
+void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::string& rel)
+{
+    if (folderCallback)
+        folderCallback(QByteArray(rel.data(), qsizetype(rel.size())));
+    std::vector<fs::FolderEntry> sourceEntries;
+    int r = fs::ReadFolder(sourceFd, sourceEntries);
+    if (r != 0) {
+        Fail(rel, QStringLiteral("cannot read the folder: %1").arg(errorText(r)));
+        return;
+    }
+    std::sort(sourceEntries.begin(), sourceEntries.end(),
+        [](const fs::FolderEntry& a, const fs::FolderEntry& b) { return a.name < b.name; });
+
+    TargetFolder target;
+    target.fd = targetFd;
+    std::vector<fs::FolderEntry> targetEntries;
+    if (targetFd >= 0) {
+        r = fs::ReadFolder(targetFd, targetEntries);
+        if (r != 0) {
+            Fail(rel, QStringLiteral("cannot read the target folder: %1").arg(errorText(r)));
+            return;
+        }
+        // Companions left by a pass that was killed: never content, always removed.
+        for (const fs::FolderEntry& e : targetEntries) {
+            if (e.name == kWorkFolder && !options.dryRun)
+                fs::RemoveTreeAt(targetFd, kWorkFolder);
+        }
+    }
+
+    JournalFolder rows;
+    if (journal && journal->IsOpen())
+        journal->LoadFolder(rel, rows);
+
+    std::unordered_map<std::string, bool> kept; // source names, true when excluded
+    kept.reserve(sourceEntries.size());
+    for (const fs::FolderEntry& e : sourceEntries) {
+        if (e.name == kWorkFolder || e.name == kBackupFolder)
+            continue;
+        if (Stopping()) {
+            result.interrupted = true;
+            break;
+        }
+        auto it = rows.find(e.name);
+        const bool included
+            = SyncEntry(sourceFd, target, rel, e.name, it == rows.end() ? nullptr : &it->second);
+        kept.emplace(e.name, !included);
+    }
+    CloseFolder(target);
+    if (result.interrupted)
+        return;
+
+    if (targetFd >= 0 && options.deleteExtra) {
+        for (const fs::FolderEntry& e : targetEntries) {
+            if (e.name == kWorkFolder || e.name == kBackupFolder || kept.count(e.name))
+                continue;
+            // What the rule excludes is not ours to delete.
+            if (Excluded(e.name))
+                continue;
+            DeleteFromTarget(target, rel, e.name);
+        }
+    }
+    // Rows of names the source no longer has describe nothing.
+    if (journal && journal->IsOpen() && !options.dryRun) {
+        for (const auto& row : rows) {
+            if (!kept.count(row.first))
+                journal->Remove(rel, row.first);
+        }
+    }
+}
+
+void MirrorPass::Private::DeleteFromTarget(
+    TargetFolder& target, const std::string& rel, const std::string& name)
+{
+    const std::string path = joinPath(rel, name);
+    if (!options.dryRun) {
+        const int r = fs::RemoveTreeAt(target.fd, name.c_str());
+        if (r != 0 && r != -ENOENT) {
+            ++result.failed;
+            MirrorFailure f { QByteArray(path.data(), qsizetype(path.size())), displayText(path),
+                QStringLiteral("cannot delete from the target: %1").arg(errorText(r)) };
+            result.failures.append(f);
+            Log(sync::core::action::DeleteFailed, path, name,
+                sync::core::actionDetails::TransferFailed, { f.display, f.cause });
+            Report(EntryAction::Failed, path, 0, f.cause);
+            return;
+        }
+        if (journal && journal->IsOpen())
+            journal->Remove(rel, name);
+    }
+    ++result.deleted;
+    Log(sync::core::action::RemoteItemDeleted, path, name,
+        sync::core::actionDetails::FileTransferred, { displayText(path), QStringLiteral("0") });
+    Report(EntryAction::Deleted, path, 0);
+}
+
+bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
+    const std::string& name, const JournalRow* row)
+{
+    const std::string path = joinPath(rel, name);
+    if (Excluded(name)) {
+        ++result.excluded;
+        Log(sync::core::action::ItemSkipped, path, name, sync::core::actionDetails::ItemExcluded,
+            { displayText(path) });
+        Report(EntryAction::Excluded, path, 0);
+        return false;
+    }
+    EntryStat s;
+    int r = fs::StatAt(sourceFd, name.c_str(), s);
+    if (r == -ENOENT)
+        return true; // gone since the listing: nothing to mirror
+    if (r != 0) {
+        Fail(path, QStringLiteral("cannot read: %1").arg(errorText(r)));
+        return true;
+    }
+    switch (s.type) {
+    case EntryStat::Folder:
+        SyncSubfolder(sourceFd, target, rel, name, s);
+        break;
+    case EntryStat::File:
+        ++result.files;
+        result.bytes += s.size;
+        SyncFile(sourceFd, target, rel, name, s, row);
+        ++done.filesDone;
+        done.bytesDone += s.size;
+        if (progress)
+            progress(done);
+        break;
+    case EntryStat::Link:
+        ++result.links;
+        SyncLink(sourceFd, target, rel, name, s, row);
+        break;
+    default:
+        Fail(path, QStringLiteral("%1 is not mirrored").arg(QString::fromLatin1(typeName(s.type))));
+        break;
+    }
+    return true;
+}
+
+void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, const std::string& rel,
+    const std::string& name, const EntryStat& s)
+{
+    ++result.folders;
+    const std::string path = joinPath(rel, name);
+    Fd source(fs::OpenFolderAt(sourceFd, name.c_str()));
+    if (source.fd < 0) {
+        Fail(path, QStringLiteral("cannot open the folder: %1").arg(errorText(source.fd)));
+        return;
+    }
+    Fd child;
+    if (target.fd >= 0) {
+        EntryStat t;
+        int r = fs::StatAt(target.fd, name.c_str(), t);
+        if (r == 0 && t.type != EntryStat::Folder && !options.dryRun) {
+            // A file or link stands where the folder goes: the folder replaces it.
+            r = fs::RemoveFileAt(target.fd, name.c_str());
+            if (r != 0) {
+                Fail(path,
+                    QStringLiteral("cannot replace %1 in the target: %2")
+                        .arg(QString::fromLatin1(typeName(t.type)), errorText(r)));
+                return;
+            }
+            r = -ENOENT;
+        }
+        if (r == -ENOENT || (r == 0 && t.type != EntryStat::Folder)) {
+            if (!options.dryRun) {
+                r = fs::CreateFolderAt(target.fd, name.c_str(), 0700);
+                if (r != 0) {
+                    Fail(path, QStringLiteral("cannot create the folder: %1").arg(errorText(r)));
+                    return;
+                }
+            }
+            Log(sync::core::action::RemoteFolderCreated, path, name,
+                sync::core::actionDetails::FileTransferred,
+                { displayText(path), QStringLiteral("0") });
+            Report(EntryAction::FolderMade, path, 0);
+        } else if (r != 0) {
+            Fail(path, QStringLiteral("cannot read the target folder: %1").arg(errorText(r)));
+            return;
+        }
+        if (!options.dryRun || r == 0) {
+            child.reset(fs::OpenFolderAt(target.fd, name.c_str()));
+            if (child.fd < 0 && !options.dryRun) {
+                Fail(path,
+                    QStringLiteral("cannot open the target folder: %1").arg(errorText(child.fd)));
+                return;
+            }
+        }
+    }
+    SyncFolder(source.fd, child.fd, path);
+    if (child.fd < 0 || options.dryRun)
+        return;
+    // After the children: writing them moved the folder's own time.
+    EntryStat t;
+    if (fs::StatFd(child.fd, t) == 0) {
+        if (t.mode != s.mode)
+            fs::SetModeFd(child.fd, s.mode);
+        if (t.mtimeNs != s.mtimeNs && !result.interrupted)
+            fs::SetTimesFd(child.fd, s.mtimeNs);
+    }
+}
+
+void MirrorPass::Private::SyncLink(int sourceFd, TargetFolder& target, const std::string& rel,
+    const std::string& name, const EntryStat& s, const JournalRow* row)
+{
+    const std::string path = joinPath(rel, name);
+    std::string text;
+    int r = fs::ReadLinkAt(sourceFd, name.c_str(), text);
+    if (r != 0) {
+        Fail(path, QStringLiteral("cannot read the link: %1").arg(errorText(r)));
+        return;
+    }
+    EntryStat t;
+    const int tr = target.fd >= 0 ? fs::StatAt(target.fd, name.c_str(), t) : -ENOENT;
+    if (tr == 0 && t.type == EntryStat::Link) {
+        std::string existing;
+        if (fs::ReadLinkAt(target.fd, name.c_str(), existing) == 0 && existing == text) {
+            if (!row && !options.dryRun)
+                PutJournal(rel, name, s, t, text, std::string());
+            return;
+        }
+    }
+    if (tr == 0 && t.type == EntryStat::Folder && !options.deleteExtra) {
+        Fail(path, QStringLiteral("a folder is in the way in the target"));
+        return;
+    }
+    if (!options.dryRun) {
+        if (!EnsureWorkFolder(target, path))
+            return;
+        const std::string companion = companionName(name);
+        fs::RemoveFileAt(target.workFd, companion.c_str());
+        r = fs::CreateLinkAt(text, target.workFd, companion.c_str());
+        if (r == 0) {
+            fs::SetTimesAt(target.workFd, companion.c_str(), s.mtimeNs);
+            if (tr == 0 && t.type == EntryStat::Folder)
+                fs::RemoveTreeAt(target.fd, name.c_str());
+            r = fs::ReplaceAt(target.workFd, companion.c_str(), target.fd, name.c_str());
+        }
+        if (r != 0) {
+            fs::RemoveFileAt(target.workFd, companion.c_str());
+            Fail(path, QStringLiteral("cannot put the link in place: %1").arg(errorText(r)));
+            return;
+        }
+        EntryStat placed;
+        if (fs::StatAt(target.fd, name.c_str(), placed) == 0)
+            PutJournal(rel, name, s, placed, text, std::string());
+    }
+    Log(sync::core::action::FileUploaded, path, name, sync::core::actionDetails::FileTransferred,
+        { displayText(path), QString::number(text.size()) });
+    Report(EntryAction::Linked, path, qint64(text.size()));
+}
+
+bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::string& name,
+    bool hashIt, std::string& digest, bool* readError)
+{
+    *readError = false;
+    Fd a(fs::OpenFileForReadAt(sourceFd, name.c_str()));
+    Fd b(targetFd >= 0 ? fs::OpenFileForReadAt(targetFd, name.c_str()) : -1);
+    if (a.fd < 0) {
+        *readError = true;
+        return false;
+    }
+    QCryptographicHash hash(QCryptographicHash::Md5);
+    if (!compareBuffer) {
+        // Once per pass, not per file: fresh megabytes per file cost more than reading small files.
+        compareBuffer.reset(new char[2 * kCompareChunk]);
+    }
+    char* x = compareBuffer.get();
+    char* y = x + kCompareChunk;
+    bool same = b.fd >= 0;
+    for (;;) {
+        const ssize_t n = read(a.fd, x, kCompareChunk);
+        if (n < 0) {
+            *readError = true;
+            return false;
+        }
+        if (n == 0)
+            break;
+        if (hashIt)
+            hash.addData(QByteArrayView(x, n));
+        if (same) {
+            ssize_t got = 0;
+            while (got < n) {
+                const ssize_t m = read(b.fd, y + got, size_t(n - got));
+                if (m <= 0)
+                    break;
+                got += m;
+            }
+            same = got == n && std::memcmp(x, y, size_t(n)) == 0;
+        }
+        if (Stopping())
+            return false;
+    }
+    if (same) {
+        char extra;
+        same = read(b.fd, &extra, 1) == 0;
+    }
+    if (hashIt) {
+        const QByteArray result = hash.result();
+        digest.assign(result.constData(), size_t(result.size()));
+    }
+    return same;
+}
+
+void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
+    const std::string& name, const EntryStat& s, const JournalRow* row)
+{
+    const std::string path = joinPath(rel, name);
+    EntryStat t;
+    const int tr = target.fd >= 0 ? fs::StatAt(target.fd, name.c_str(), t) : -ENOENT;
+    const bool targetIsFile = tr == 0 && t.type == EntryStat::File;
+    if (tr == 0 && t.type == EntryStat::Folder && !options.deleteExtra) {
+        Fail(path, QStringLiteral("a folder is in the way in the target"));
+        return;
+    }
+
+    // The journal vouches for the content only while both sides are exactly as it recorded them.
+    const bool journalHolds = row && targetIsFile && row->type == EntryStat::File
+        && row->size == s.size && row->mtimeNs == s.mtimeNs && row->sourceInode == s.inode
+        && row->sourceDevice == s.device && t.inode == row->targetInode
+        && t.device == row->targetDevice && t.size == row->targetSize
+        && t.mtimeNs == row->targetMtimeNs;
+    std::string digest;
+    if (targetIsFile && t.size == s.size) {
+        bool same = false;
+        if (journalHolds && !options.checksum) {
+            same = true;
+        } else {
+            // Both sides are read: --checksum is asked for when the target may have been
+            // changed behind the journal's back.
+            bool readError = false;
+            // The digest is recorded once; later comparisons only compare.
+            const bool hashIt = !journalHolds || row->digest.empty();
+            same = SameContent(sourceFd, target.fd, name, hashIt, digest, &readError);
+            if (readError) {
+                Fail(path, QStringLiteral("cannot read the file"));
+                return;
+            }
+            if (Stopping()) {
+                result.interrupted = true;
+                return;
+            }
+        }
+        if (same) {
+            ++result.unchanged;
+            if (options.dryRun)
+                return;
+            bool touched = false;
+            if (t.mode != s.mode) {
+                fs::SetModeAt(target.fd, name.c_str(), s.mode);
+                touched = true;
+            }
+            if (t.mtimeNs != s.mtimeNs) {
+                fs::SetTimesAt(target.fd, name.c_str(), s.mtimeNs);
+                touched = true;
+            }
+            if (touched)
+                fs::StatAt(target.fd, name.c_str(), t);
+            if (touched || !journalHolds || row->mode != s.mode
+                || (!digest.empty() && digest != row->digest))
+                PutJournal(
+                    rel, name, s, t, std::string(), digest.empty() && row ? row->digest : digest);
+            if (touched)
+                Report(EntryAction::Updated, path, 0);
+            return;
+        }
+    }
+
+    if (options.dryRun) {
+        ++result.copied;
+        result.bytesCopied += s.size;
+        Report(EntryAction::Copied, path, s.size);
+        return;
+    }
+    if (!EnsureWorkFolder(target, path))
+        return;
+    const std::string companion = companionName(name);
+    const int attempts = std::max(1, options.changeRetries);
+    QString lastCause;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        if (attempt > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20 * attempt));
+        Fd in(fs::OpenFileForReadAt(sourceFd, name.c_str()));
+        if (in.fd < 0) {
+            if (in.fd == -ELOOP || in.fd == -ENODEV)
+                lastCause = QStringLiteral("it stopped being a regular file while it was copied");
+            else
+                lastCause = QStringLiteral("cannot read: %1").arg(errorText(in.fd));
+            if (in.fd == -EACCES || in.fd == -EPERM || in.fd == -ENOENT)
+                break;
+            continue;
+        }
+        EntryStat before;
+        fs::StatFd(in.fd, before);
+        Fd out(fs::CreateFileAt(target.workFd, companion.c_str(), 0600));
+        if (out.fd < 0) {
+            lastCause = QStringLiteral("cannot write the companion: %1").arg(errorText(out.fd));
+            break;
+        }
+        Stage(MirrorPass::Stage::CompanionOpened, path);
+        int64_t copied = 0;
+        int r = fs::CopyData(in.fd, out.fd, copied, &Private::StopCallback, this);
+        if (r == -ECANCELED) {
+            fs::RemoveFileAt(target.workFd, companion.c_str());
+            result.interrupted = true;
+            return;
+        }
+        if (r != 0) {
+            fs::RemoveFileAt(target.workFd, companion.c_str());
+            lastCause = QStringLiteral("cannot copy: %1").arg(errorText(r));
+            break;
+        }
+        EntryStat after;
+        fs::StatFd(in.fd, after);
+        if (after.size != before.size || after.mtimeNs != before.mtimeNs
+            || after.ctimeNs != before.ctimeNs || copied != after.size) {
+            fs::RemoveFileAt(target.workFd, companion.c_str());
+            lastCause
+                = QStringLiteral("it changed while it was copied (%1 attempts)").arg(attempt + 1);
+            continue;
+        }
+        // A file written within the last moments may have changed inside the file system's
+        // timestamp granularity without its times showing it: the copy is checked against a
+        // re-read of the source.
+        std::string digest;
+        if (nowNs() - before.mtimeNs < kHotNs) {
+            const std::string written = digestFd(out.fd);
+            digest = digestFd(in.fd);
+            EntryStat again;
+            fs::StatFd(in.fd, again);
+            if (written.empty() || written != digest || again.mtimeNs != before.mtimeNs
+                || again.ctimeNs != before.ctimeNs || again.size != before.size) {
+                fs::RemoveFileAt(target.workFd, companion.c_str());
+                lastCause = QStringLiteral("it changed while it was copied (%1 attempts)")
+                                .arg(attempt + 1);
+                continue;
+            }
+        }
+        fs::SetModeFd(out.fd, before.mode);
+        fs::SetTimesFd(out.fd, before.mtimeNs);
+        // Replacing an older file: its content must not be lost to a crash, so the new one
+        // is on disk before the rename makes it the only one.
+        if (tr == 0) {
+            r = fs::Flush(out.fd);
+            if (r != 0) {
+                fs::RemoveFileAt(target.workFd, companion.c_str());
+                lastCause = QStringLiteral("cannot write: %1").arg(errorText(r));
+                break;
+            }
+        }
+        Stage(MirrorPass::Stage::CompanionWritten, path);
+        if (tr == 0 && t.type == EntryStat::Folder)
+            fs::RemoveTreeAt(target.fd, name.c_str());
+        r = fs::ReplaceAt(target.workFd, companion.c_str(), target.fd, name.c_str());
+        if (r != 0) {
+            fs::RemoveFileAt(target.workFd, companion.c_str());
+            lastCause = QStringLiteral("cannot put it in place: %1").arg(errorText(r));
+            break;
+        }
+        Stage(MirrorPass::Stage::Replaced, path);
+        EntryStat placed;
+        fs::StatFd(out.fd, placed);
+        EntryStat source = s;
+        source.inode = before.inode;
+        source.device = before.device;
+        source.mtimeNs = before.mtimeNs;
+        source.size = before.size;
+        source.mode = before.mode;
+        PutJournal(rel, name, source, placed, std::string(), digest);
+        Stage(MirrorPass::Stage::JournalWritten, path);
+        ++result.copied;
+        result.bytesCopied += copied;
+        Log(sync::core::action::FileUploaded, path, name,
+            sync::core::actionDetails::FileTransferred,
+            { displayText(path), QString::number(copied) });
+        Report(EntryAction::Copied, path, copied);
+        return;
+    }
+    Fail(path, lastCause);
+}
+
+MirrorPass::MirrorPass(MirrorOptions options, sync::interf::IActionLog* log,
+    std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
+    const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit)
+    : d(std::make_unique<Private>())
+{
+    d->options = std::move(options);
+    d->log = log;
+    d->database = std::move(database);
+    d->matcher = matcher;
+    d->exit = exit;
+    for (const QString& pattern : std::as_const(d->options.excludes))
+        d->extraExcludes.append(
+            QRegularExpression(pattern, QRegularExpression::CaseInsensitiveOption));
+    if (log) {
+        std::atomic<int>* counter = &d->rowsWritten;
+        d->rowsConnection = QObject::connect(
+            log, &sync::interf::IActionLog::ActionAdded, log,
+            [counter](const sync::core::SyncAction&) { ++*counter; }, Qt::DirectConnection);
+    }
+}
+
+MirrorPass::~MirrorPass()
+{
+    QObject::disconnect(d->rowsConnection);
+}
+
+void MirrorPass::SetProgressCallback(std::function<void(const MirrorProgress&)> callback)
+{
+    d->progress = std::move(callback);
+}
+
+void MirrorPass::SetEntryCallback(std::function<void(const MirrorEntry&)> callback)
+{
+    d->entryCallback = std::move(callback);
+}
+
+void MirrorPass::SetFolderCallback(std::function<void(const QByteArray&)> callback)
+{
+    d->folderCallback = std::move(callback);
+}
+
+void MirrorPass::__TEST_ONLY_SetStageHook(std::function<void(Stage, const QByteArray&)> hook)
+{
+    d->stageHook = std::move(hook);
+}
+
+void MirrorPass::Cancel()
+{
+    d->cancel = true;
+}
+
+namespace {
+
+// The deepest existing folder of @p path resolved (links and all), followed by the rest as written.
+std::string resolveMaybeMissing(const std::string& path)
+{
+    std::string head = path, tail;
+    while (!head.empty()) {
+        std::string real;
+        if (fs::RealPath(head, real) == 0)
+            return tail.empty() ? real : (real == "/" ? real + tail : real + '/' + tail);
+        const size_t slash = head.rfind('/');
+        if (slash == std::string::npos)
+            break;
+        tail = tail.empty() ? head.substr(slash + 1) : head.substr(slash + 1) + '/' + tail;
+        head = slash == 0 ? std::string("/") : head.substr(0, slash);
+        if (head == "/" && fs::RealPath(head, real) == 0)
+            return "/" + tail;
+    }
+    return path;
+}
+
+bool isInside(const std::string& inner, const std::string& outer)
+{
+    if (outer == "/")
+        return true;
+    return inner == outer
+        || (inner.size() > outer.size() && inner.compare(0, outer.size(), outer) == 0
+            && inner[outer.size()] == '/');
+}
+
+// True when a folder with @p device and @p inode is @p path or one of the folders above it.
+// Catches what real paths miss: bind mounts of the same folder.
+bool hasAncestor(const std::string& path, uint64_t device, uint64_t inode)
+{
+    std::string p = path;
+    for (int depth = 0; depth < 4096; ++depth) {
+        EntryStat st;
+        if (fs::StatAt(fs::CurrentFolder(), p.c_str(), st) == 0 && st.device == device
+            && st.inode == inode)
+            return true;
+        if (p == "/")
+            return false;
+        const size_t slash = p.rfind('/');
+        if (slash == std::string::npos)
+            return false;
+        p = slash == 0 ? std::string("/") : p.substr(0, slash);
+    }
+    return false;
+}
+
+std::string absolute(const QString& path)
+{
+    QByteArray b = path.toLocal8Bit();
+    std::string s(b.constData(), size_t(b.size()));
+    if (!s.empty() && s[0] != '/') {
+        char cwd[PATH_MAX];
+        if (getcwd(cwd, sizeof cwd))
+            s = std::string(cwd) + '/' + s;
+    }
+    while (s.size() > 1 && s.back() == '/')
+        s.pop_back();
+    return s;
+}
+
+} // namespace
+
+QString MirrorPass::CheckFolders(const QString& sourceText, const QString& targetText)
+{
+    const std::string sourceAbs = absolute(sourceText);
+    const std::string targetAbs = absolute(targetText);
+    std::string source;
+    if (fs::RealPath(sourceAbs, source) != 0)
+        return QStringLiteral("source %1 does not exist").arg(sourceText);
+    EntryStat s;
+    if (fs::StatAt(fs::CurrentFolder(), source.c_str(), s) != 0 || s.type != EntryStat::Folder)
+        return QStringLiteral("source %1 is not a folder").arg(sourceText);
+    const std::string target = resolveMaybeMissing(targetAbs);
+    if (isInside(target, source) || hasAncestor(target, s.device, s.inode))
+        return QStringLiteral("target %1 lies inside source %2").arg(targetText, sourceText);
+    EntryStat t;
+    const bool targetExists = fs::StatAt(fs::CurrentFolder(), target.c_str(), t) == 0;
+    if (isInside(source, target) || (targetExists && hasAncestor(source, t.device, t.inode)))
+        return QStringLiteral("source %1 lies inside target %2").arg(sourceText, targetText);
+    if (targetExists && t.type != EntryStat::Folder)
+        return QStringLiteral("target %1 exists and is not a folder").arg(targetText);
+    if (!targetExists) {
+        // Create every missing folder down to the target.
+        for (size_t at = 1; at <= target.size(); ++at) {
+            if (at == target.size() || target[at] == '/') {
+                const std::string part = target.substr(0, at);
+                const int r = fs::CreateFolderAt(fs::CurrentFolder(), part.c_str(), 0777);
+                if (r != 0 && r != -EEXIST)
+                    return QStringLiteral("cannot create target folder %1: %2")
+                        .arg(targetText, errorText(r));
+            }
+        }
+    }
+    return QString();
+}
+
+MirrorResult MirrorPass::Run()
+{
+    QElapsedTimer clock;
+    clock.start();
+    d->cancel = false;
+    const QString check = CheckFolders(d->options.source, d->options.target);
+    if (!check.isEmpty()) {
+        MirrorResult r;
+        r.fatalError = check;
+        return r;
+    }
+    fs::RealPath(absolute(d->options.source), d->sourceRoot);
+    fs::RealPath(absolute(d->options.target), d->targetRoot);
+    d->Begin();
+    Fd source(fs::OpenFolderAt(fs::CurrentFolder(), d->sourceRoot.c_str()));
+    Fd target(fs::OpenFolderAt(fs::CurrentFolder(), d->targetRoot.c_str()));
+    if (source.fd < 0)
+        d->result.fatalError = QStringLiteral("cannot open source %1: %2")
+                                   .arg(d->options.source, errorText(source.fd));
+    else if (target.fd < 0)
+        d->result.fatalError = QStringLiteral("cannot open target %1: %2")
+                                   .arg(d->options.target, errorText(target.fd));
+    else
+        d->SyncFolder(source.fd, target.fd, std::string());
+    d->End();
+    d->result.elapsedMs = clock.elapsed();
+    return d->result;
+}
+
+MirrorResult MirrorPass::RunPaths(const QVector<QByteArray>& pathsIn)
+{
+    QElapsedTimer clock;
+    clock.start();
+    d->cancel = false;
+    if (d->sourceRoot.empty() || d->targetRoot.empty()) {
+        fs::RealPath(absolute(d->options.source), d->sourceRoot);
+        fs::RealPath(absolute(d->options.target), d->targetRoot);
+    }
+    QVector<QByteArray> paths = pathsIn;
+    std::sort(paths.begin(), paths.end());
+    paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+    d->Begin();
+    Fd sourceRoot(fs::OpenFolderAt(fs::CurrentFolder(), d->sourceRoot.c_str()));
+    Fd targetRoot(fs::OpenFolderAt(fs::CurrentFolder(), d->targetRoot.c_str()));
+    if (sourceRoot.fd < 0 || targetRoot.fd < 0) {
+        d->result.fatalError
+            = QStringLiteral("cannot open the folders: %1")
+                  .arg(errorText(sourceRoot.fd < 0 ? sourceRoot.fd : targetRoot.fd));
+        d->End();
+        return d->result;
+    }
+    for (const QByteArray& p : std::as_const(paths)) {
+        if (d->Stopping()) {
+            d->result.interrupted = true;
+            break;
+        }
+        std::string path(p.constData(), size_t(p.size()));
+        if (path.empty()) {
+            // The top folder itself: its own times and permissions only.
+            continue;
+        }
+        // Walk down both trees to the parent, never through a link, skipping
+        // what the rule excludes and the working folders.
+        Fd sourceFd(dup(sourceRoot.fd)), targetFd(dup(targetRoot.fd));
+        std::string rel;
+        bool reachable = true;
+        size_t start = 0;
+        for (;;) {
+            const size_t slash = path.find('/', start);
+            if (slash == std::string::npos)
+                break;
+            const std::string part = path.substr(start, slash - start);
+            if (part == kWorkFolder || part == kBackupFolder || d->Excluded(part)) {
+                reachable = false;
+                break;
+            }
+            sourceFd.reset(fs::OpenFolderAt(sourceFd.fd, part.c_str()));
+            targetFd.reset(fs::OpenFolderAt(targetFd.fd, part.c_str()));
+            if (sourceFd.fd < 0 || targetFd.fd < 0) {
+                // A folder on the way is new or gone: its own event mirrors it whole.
+                reachable = false;
+                break;
+            }
+            rel = joinPath(rel, part);
+            start = slash + 1;
+        }
+        const std::string name = path.substr(start);
+        if (!reachable || name == kWorkFolder || name == kBackupFolder)
+            continue;
+        JournalFolder rows;
+        if (d->journal && d->journal->IsOpen())
+            d->journal->LoadFolder(rel, rows);
+        auto it = rows.find(name);
+        EntryStat s;
+        Private::TargetFolder target;
+        target.fd = targetFd.fd;
+        const int sr = fs::StatAt(sourceFd.fd, name.c_str(), s);
+        if (sr == 0) {
+            d->SyncEntry(sourceFd.fd, target, rel, name, it == rows.end() ? nullptr : &it->second);
+            d->CloseFolder(target);
+        } else if (sr != -ENOENT) {
+            d->Fail(path, QStringLiteral("cannot read: %1").arg(errorText(sr)));
+        } else {
+            EntryStat t;
+            if (d->options.deleteExtra && fs::StatAt(targetFd.fd, name.c_str(), t) == 0
+                && !d->Excluded(name))
+                d->DeleteFromTarget(target, rel, name);
+            else if (it != rows.end() && d->journal && !d->options.dryRun)
+                d->journal->Remove(rel, name);
+        }
+        // The parent folder's time moved with the change; mirror it.
+        if (!d->options.dryRun && !rel.empty()) {
+            EntryStat sf, tf;
+            if (fs::StatFd(sourceFd.fd, sf) == 0 && fs::StatFd(targetFd.fd, tf) == 0
+                && sf.mtimeNs != tf.mtimeNs)
+                fs::SetTimesFd(targetFd.fd, sf.mtimeNs);
+        }
+    }
+    d->End();
+    d->result.elapsedMs = clock.elapsed();
+    return d->result;
+}
+
+} // namespace mirror
+} // namespace sync
+} // namespace KvSync_6_0

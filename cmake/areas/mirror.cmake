@@ -1,0 +1,68 @@
+# The mirror engine: one-way mirror passes with a journal, and a watcher that
+# follows the source with inotify. A library of its own (SyncCore::Mirror) on
+# top of the core, so that a service or an application can run it without the
+# command-line tool.
+
+add_library(KvSyncMirror SHARED)
+add_library(SyncCore::Mirror ALIAS KvSyncMirror)
+set_target_properties(KvSyncMirror PROPERTIES
+    OUTPUT_NAME KvSyncMirror-6_0
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    EXPORT_NAME Mirror)
+generate_export_header(KvSyncMirror
+    BASE_NAME KvSyncMirror
+    EXPORT_FILE_NAME ${CMAKE_CURRENT_BINARY_DIR}/include/kvsyncmirror_export.h)
+target_sources(KvSyncMirror PRIVATE
+    Sync/Mirror/MirrorPass.h
+    Sync/Mirror/MirrorPass.cpp
+    Sync/Mirror/MirrorJournal_p.h
+    Sync/Mirror/MirrorJournal.cpp
+    Sync/Mirror/MirrorWatcher.h
+    Sync/Mirror/MirrorWatcher.cpp)
+target_link_libraries(KvSyncMirror PUBLIC KvSyncCore Qt6::Core)
+synccore_warnings(KvSyncMirror)
+
+# The calls below Qt that the engine needs (descriptors, raw-byte names,
+# atomic replace, inotify) belong to the core's platform layer.
+target_sources(KvSyncCore PRIVATE platform/PlatformFs.h)
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    target_sources(KvSyncCore PRIVATE platform/PlatformFs_linux.cpp)
+endif()
+
+install(TARGETS KvSyncMirror EXPORT SyncCoreTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/include/kvsyncmirror_export.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/SyncCore)
+
+synccore_add_test(platformfstest SOURCES tests/platformfstest.cpp)
+synccore_add_test(mirrorpasstest SOURCES tests/mirrorpasstest.cpp tests/MirrorTestSupport.h
+    LIBS KvSyncMirror TIMEOUT 600)
+synccore_add_test(mirrorfaulttest SOURCES tests/mirrorfaulttest.cpp tests/MirrorTestSupport.h
+    LIBS KvSyncMirror CONCURRENT TIMEOUT 600)
+synccore_add_test(mirrorwatchertest SOURCES tests/mirrorwatchertest.cpp tests/MirrorTestSupport.h
+    LIBS KvSyncMirror CONCURRENT TIMEOUT 600)
+synccore_add_test_helper(mirrorkillhelper SOURCES tests/mirrorkillhelper.cpp LIBS KvSyncMirror)
+synccore_add_test_helper(mirrorwriterhelper SOURCES tests/mirrorwriterhelper.cpp)
+if(TARGET mirrorfaulttest)
+    add_dependencies(mirrorfaulttest mirrorkillhelper mirrorwriterhelper)
+    target_compile_definitions(mirrorfaulttest PRIVATE
+        MIRROR_KILL_HELPER="$<TARGET_FILE:mirrorkillhelper>"
+        MIRROR_WRITER_HELPER="$<TARGET_FILE:mirrorwriterhelper>")
+endif()
+
+# The benchmark runs passes as whole processes, as rsync runs; this small
+# driver is the engine's process until the tool calls it.
+if(SYNCCORE_BUILD_BENCHMARKS)
+    add_executable(mirrorrun bench/mirrorrun.cpp)
+    target_link_libraries(mirrorrun PRIVATE KvSyncMirror KvSyncCore Qt6::Core)
+    synccore_warnings(mirrorrun)
+    add_dependencies(synccore_benchmarks mirrorrun)
+    if(TARGET bench_sync)
+        target_link_libraries(bench_sync PRIVATE KvSyncMirror)
+        target_compile_definitions(bench_sync PRIVATE MIRROR_RUN_PATH="$<TARGET_FILE:mirrorrun>")
+        add_dependencies(bench_sync mirrorrun)
+    endif()
+endif()
