@@ -17,6 +17,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <memory>
+
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
@@ -121,30 +123,38 @@ public:
         , _db(db)
         , _matcher(
               QString::fromLatin1(kExclusionSettingsKey), sync::core::uploadDownloadExclusionsRegex)
-        , _watcher(mirrorOptions(options), &db.log(), db.factory(), &_matcher, &exitManager)
         , _progress(Progress::wanted() && !options.quiet && !options.json)
         , _logger(log4cplus::Logger::getInstance("synccore"))
     {
-        MirrorPass& pass = _watcher.Pass();
-        pass.SetProgressCallback([this](const sync::mirror::MirrorProgress& p) {
+        // A single pass runs without the watcher, which would add an inotify watch per folder.
+        if (options.watch) {
+            _watcher = std::make_unique<MirrorWatcher>(
+                mirrorOptions(options), &db.log(), db.factory(), &_matcher, &exitManager);
+            _pass = &_watcher->Pass();
+            _watcher->SetResultCallback([this](const MirrorResult& r, bool full) {
+                _Finished(r, full);
+                // A history that goes nowhere stops the service.
+                if (_failed)
+                    _watcher->Stop();
+            });
+        } else {
+            _single = std::make_unique<MirrorPass>(
+                mirrorOptions(options), &db.log(), db.factory(), &_matcher, &exitManager);
+            _pass = _single.get();
+        }
+        _pass->SetProgressCallback([this](const sync::mirror::MirrorProgress& p) {
             _progress.setDone(p.bytesDone, p.filesDone);
         });
-        pass.SetEntryCallback([this](const MirrorEntry& e) { _Entry(e); });
-        _watcher.SetResultCallback([this](const MirrorResult& r, bool full) {
-            _Finished(r, full);
-            // A history that goes nowhere stops the service.
-            if (_failed)
-                _watcher.Stop();
-        });
+        _pass->SetEntryCallback([this](const MirrorEntry& e) { _Entry(e); });
     }
 
     /// One full pass.
-    void Pass() { _Finished(_watcher.Pass().Run(), true); }
+    void Pass() { _Finished(_pass->Run(), true); }
 
     /// Watches until stopped; false after printing why watching was impossible.
     bool Watch()
     {
-        const QString error = _watcher.Run();
+        const QString error = _watcher->Run();
         if (error.isEmpty())
             return true;
         _failed = true;
@@ -153,8 +163,18 @@ public:
     }
 
     /// From any thread.
-    void RequestFullPass() { _watcher.RequestFullPass(); }
-    void Stop() { _watcher.Stop(); }
+    void RequestFullPass()
+    {
+        if (_watcher)
+            _watcher->RequestFullPass();
+    }
+    void Stop()
+    {
+        if (_watcher)
+            _watcher->Stop();
+        else
+            _pass->Cancel();
+    }
 
     /// 1 after a fatal or history error, else 23 after per-entry failures, else 0.
     int Status() const { return _failed ? ExitFailure : _partial ? ExitPartial : ExitSuccess; }
@@ -207,7 +227,9 @@ private:
     const SyncOptions& _options;
     LogDatabase& _db;
     sync::core::FileNameMatcher _matcher;
-    MirrorWatcher _watcher;
+    std::unique_ptr<MirrorWatcher> _watcher; ///< with --watch
+    std::unique_ptr<MirrorPass> _single; ///< without it
+    MirrorPass* _pass = nullptr; ///< the one that runs
     Progress _progress;
     log4cplus::Logger _logger;
     bool _failed = false;
