@@ -264,6 +264,17 @@ TEST_F(SyncCommandTest, RefusesFoldersInsideEachOther)
         << "nothing is created";
 }
 
+// The target is made only once the database opened: a failed command leaves nothing behind.
+TEST_F(SyncCommandTest, DatabaseThatCannotOpenLeavesNoTarget)
+{
+    const auto r = testutil::run(tool(),
+        { QStringLiteral("sync"), src(), dst(QStringLiteral("deeper/still")),
+            QStringLiteral("--db"), dir.filePath(QStringLiteral("missing/log.sqlite")) });
+    EXPECT_EQ(r.exitCode, 1) << r.err.constData();
+    EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
+    EXPECT_FALSE(QFileInfo::exists(dst())) << "the target and the folders above it go again";
+}
+
 namespace {
 
 /// A running `sync --watch` with its standard output collected.
