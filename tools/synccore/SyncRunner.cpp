@@ -151,15 +151,14 @@ public:
     /// One full pass.
     void Pass() { _Finished(_pass->Run(), true); }
 
-    /// Watches until stopped; false after printing why watching was impossible.
-    bool Watch()
+    /// Watches until stopped; prints why when watching was impossible.
+    void Watch()
     {
         const QString error = _watcher->Run();
         if (error.isEmpty())
-            return true;
+            return;
         _failed = true;
         failure(error);
-        return false;
     }
 
     /// From any thread.
