@@ -384,9 +384,8 @@ void MirrorPass::Private::End()
     journal.reset();
     if (!log || options.dryRun)
         return;
-    LogPlain(result.failed > 0 || !result.fatalError.isEmpty()
-            ? sync::core::action::SyncFailed
-            : sync::core::action::SyncCompleted,
+    LogPlain(result.failed > 0 || !result.fatalError.isEmpty() ? sync::core::action::SyncFailed
+                                                               : sync::core::action::SyncCompleted,
         std::string(), std::string());
     // ManageLogSize flushes the queue first, so every row of this pass is written after it.
     log->Flush();
