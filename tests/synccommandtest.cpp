@@ -1,4 +1,5 @@
-// synccore sync and history end to end: the real tool on real folders.
+// synccore sync and history end to end: the real tool, running the library's
+// mirror engine, on real folders. The engine's own cases are its tests'.
 
 #include "TestUtil.h"
 
@@ -13,6 +14,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -131,21 +135,106 @@ TEST_F(SyncCommandTest, MirrorsThenCopiesOnlyWhatChanged)
     EXPECT_TRUE(sawAmpersand);
 }
 
-TEST_F(SyncCommandTest, UnreadableFileIsRecordedAndThePassGoesOn)
+TEST_F(SyncCommandTest, EntryThatCannotBeMirroredIsNamedAndThePassIsPartial)
 {
-    ASSERT_TRUE(QFile::link(
-        dir.filePath(QStringLiteral("nowhere")), src(QStringLiteral("docs/dangling.txt"))));
+    ASSERT_EQ(::mkfifo(src(QStringLiteral("docs/pipe")).toLocal8Bit().constData(), 0600), 0);
     // A pass that completed with failed entries is partial, as rsync says it.
-    const QJsonObject s = pass(23);
+    const auto r = testutil::run(tool(),
+        QStringList { QStringLiteral("sync"), src(), dst(), QStringLiteral("--json") } + common());
+    EXPECT_EQ(r.exitCode, 23) << r.err.constData();
+    const QJsonObject s = QJsonDocument::fromJson(r.out).object();
     EXPECT_EQ(s.value(QStringLiteral("failed")).toInt(), 1);
     EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 4);
-    EXPECT_TRUE(s.value(QStringLiteral("failures"))
-                    .toArray()
-                    .first()
-                    .toString()
-                    .startsWith(QStringLiteral("docs/dangling.txt: cannot read")));
+    const QJsonObject failure = s.value(QStringLiteral("failures")).toArray().first().toObject();
+    EXPECT_EQ(failure.value(QStringLiteral("path")).toString(), QStringLiteral("docs/pipe"));
+    EXPECT_FALSE(failure.value(QStringLiteral("cause")).toString().isEmpty());
+    // Standard error names it too, with its cause, on one line.
+    const QStringList errors
+        = QString::fromUtf8(r.err).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(errors.size(), 1) << r.err.constData();
+    EXPECT_TRUE(errors[0].startsWith(QStringLiteral("synccore sync: docs/pipe: ")))
+        << qPrintable(errors[0]);
+    const QJsonArray rows = history();
+    EXPECT_EQ(countOf(rows, QStringLiteral("UploadFailed"), QStringLiteral("docs/pipe")), 1);
+    EXPECT_EQ(countOf(rows, QStringLiteral("SyncStarted")), 1);
+    EXPECT_EQ(countOf(rows, QStringLiteral("SyncFailed")), 1);
+}
+
+// --delete, --dry-run, --exclude and --checksum, one after the other on the same mirror.
+TEST_F(SyncCommandTest, EngineOptionsReachThePass)
+{
+    ASSERT_EQ(pass().value(QStringLiteral("copied")).toInt(), 4);
+    const int rowsAfterFirst = history().size();
+    dir.write(QStringLiteral("dst/extra.txt"), "only in the target\n");
+    dir.write(QStringLiteral("src/docs/new.txt"), "new\n");
+    // The target changed behind the journal's back: same size, time and inode.
+    const QByteArray stale = dst(QStringLiteral("docs/a.txt")).toLocal8Bit();
+    struct stat before = {};
+    ASSERT_EQ(::stat(stale.constData(), &before), 0);
+    {
+        const int fd = ::open(stale.constData(), O_WRONLY);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(::pwrite(fd, "ALPHA", 5, 0), 5);
+        ::close(fd);
+    }
+    const struct timespec times[2] = { before.st_atim, before.st_mtim };
+    ASSERT_EQ(::utimensat(AT_FDCWD, stale.constData(), times, 0), 0);
+
+    const struct Row
+    {
+        QStringList options;
+        int copied, deleted;
+        bool extraStays, staleStays;
+    } rows[] = {
+        // Nothing is removed without --delete; the quick check trusts the journal.
+        { {}, 1, 0, true, true },
+        // A dry run says what it would do and does none of it, history included.
+        { { QStringLiteral("--delete"), QStringLiteral("-n"), QStringLiteral("-c") }, 1, 1, true,
+            true },
+        { { QStringLiteral("--delete"), QStringLiteral("--checksum") }, 1, 1, false, false },
+    };
+    int historyRows = rowsAfterFirst;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.options.join(QLatin1Char(' ')).toStdString());
+        const auto r = testutil::run(tool(),
+            QStringList { QStringLiteral("sync"), src(), dst(), QStringLiteral("--json") }
+                + row.options + common());
+        ASSERT_EQ(r.exitCode, 0) << r.err.constData();
+        const QJsonObject s = QJsonDocument::fromJson(r.out).object();
+        const bool dryRun = row.options.contains(QStringLiteral("-n"));
+        EXPECT_EQ(s.value(QStringLiteral("dryRun")).toBool(), dryRun);
+        EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), row.copied);
+        EXPECT_EQ(s.value(QStringLiteral("deleted")).toInt(), row.deleted);
+        EXPECT_EQ(QFileInfo::exists(dst(QStringLiteral("extra.txt"))), row.extraStays);
+        EXPECT_EQ(testutil::readFile(dst(QStringLiteral("docs/a.txt"))).startsWith("ALPHA"),
+            row.staleStays);
+        EXPECT_EQ(testutil::readFile(dst(QStringLiteral("docs/new.txt"))), QByteArray("new\n"));
+        const int now = history().size();
+        if (dryRun)
+            EXPECT_EQ(now, historyRows);
+        else
+            EXPECT_GT(now, historyRows);
+        historyRows = now;
+    }
     EXPECT_EQ(
-        countOf(history(), QStringLiteral("UploadFailed"), QStringLiteral("docs/dangling.txt")), 1);
+        countOf(history(), QStringLiteral("RemoteItemDeleted"), QStringLiteral("extra.txt")), 1);
+
+    // --exclude adds shell wildcards, any case, to the rule for this run only.
+    dir.write(QStringLiteral("src/docs/Skip.ISO"), "image");
+    QJsonObject s = QJsonDocument::fromJson(
+        testutil::run(tool(),
+            QStringList { QStringLiteral("sync"), src(), dst(), QStringLiteral("--json"),
+                QStringLiteral("--exclude"), QStringLiteral("*.iso"), QStringLiteral("--exclude"),
+                QStringLiteral("new.*") }
+                + common())
+            .out)
+                        .object();
+    EXPECT_EQ(s.value(QStringLiteral("excluded")).toInt(), 5);
+    EXPECT_FALSE(QFileInfo::exists(dst(QStringLiteral("docs/Skip.ISO"))));
+    EXPECT_EQ(
+        countOf(history(), QStringLiteral("ItemSkipped"), QStringLiteral("docs/Skip.ISO")), 1);
+    s = pass();
+    EXPECT_EQ(s.value(QStringLiteral("copied")).toInt(), 1) << "the pattern held for one run";
 }
 
 TEST_F(SyncCommandTest, RefusesFoldersInsideEachOther)
@@ -158,7 +247,11 @@ TEST_F(SyncCommandTest, RefusesFoldersInsideEachOther)
         { src(QStringLiteral("nested")), src() },
         { src(), src() },
         { src(QStringLiteral("missing")), dst() },
+        // A target that is a link into the source is inside it, whatever its text says.
+        { src(), dir.filePath(QStringLiteral("link-into-src/mirror")) },
     };
+    ASSERT_TRUE(
+        QFile::link(src(QStringLiteral("docs")), dir.filePath(QStringLiteral("link-into-src"))));
     for (const auto& row : rows) {
         const auto r = testutil::run(
             tool(), QStringList { QStringLiteral("sync"), row.source, row.target } + common());
@@ -166,8 +259,20 @@ TEST_F(SyncCommandTest, RefusesFoldersInsideEachOther)
         EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
     }
     EXPECT_FALSE(QFileInfo::exists(src(QStringLiteral("docs/mirror"))));
+    EXPECT_FALSE(QFileInfo::exists(src(QStringLiteral("docs/docs"))));
     EXPECT_FALSE(QFileInfo::exists(dir.filePath(QStringLiteral("log.sqlite"))))
         << "nothing is created";
+}
+
+// The target is made only once the database opened: a failed command leaves nothing behind.
+TEST_F(SyncCommandTest, DatabaseThatCannotOpenLeavesNoTarget)
+{
+    const auto r = testutil::run(tool(),
+        { QStringLiteral("sync"), src(), dst(QStringLiteral("deeper/still")),
+            QStringLiteral("--db"), dir.filePath(QStringLiteral("missing/log.sqlite")) });
+    EXPECT_EQ(r.exitCode, 1) << r.err.constData();
+    EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
+    EXPECT_FALSE(QFileInfo::exists(dst())) << "the target and the folders above it go again";
 }
 
 namespace {
@@ -190,8 +295,8 @@ struct Service
 
 } // namespace
 
-// Woken twice, then stopped by a signal: status 128 + N after the log was
-// flushed, and each excluded item recorded once for the whole run.
+// Woken, fed a change through inotify, then stopped by a signal: status 128 + N
+// after the log was flushed, and each excluded item recorded once for the whole run.
 TEST_F(SyncCommandTest, WatchIsWokenAndEndsWith128PlusTheSignal)
 {
     for (const int signal : { SIGTERM, SIGINT }) {
@@ -206,13 +311,19 @@ TEST_F(SyncCommandTest, WatchIsWokenAndEndsWith128PlusTheSignal)
         ASSERT_TRUE(service.waitForSummaries(1)) << service.out.constData();
         ASSERT_TRUE(QFileInfo::exists(dst(QStringLiteral("docs/a.txt"))));
 
-        const QString late = QStringLiteral("late%1.txt").arg(signal);
-        dir.write(QStringLiteral("src/") + late, "added while watching\n");
+        // A wake-up call runs a full pass, though nothing changed.
         const auto woke = testutil::run(tool(),
             { QStringLiteral("wake"), QStringLiteral("--pid"),
                 QString::number(service.process.processId()) });
         EXPECT_EQ(woke.exitCode, 0) << woke.err.constData();
         ASSERT_TRUE(service.waitForSummaries(2)) << service.out.constData();
+        EXPECT_TRUE(service.out.trimmed().split('\n').last().contains(" 0 copied (0 B), "))
+            << service.out.constData();
+        // A change in a subfolder comes over by itself, inotify watching the whole tree.
+        const QString late = QStringLiteral("nested/late%1.txt").arg(signal);
+        dir.write(QStringLiteral("src/") + late, "added while watching\n");
+        for (int i = 0; i < 100 && !QFileInfo::exists(dst(late)); ++i)
+            QThread::msleep(50);
         EXPECT_EQ(testutil::readFile(dst(late)), QByteArray("added while watching\n"));
 
         ::kill(pid_t(service.process.processId()), signal);
@@ -272,7 +383,9 @@ TEST_F(SyncCommandTest, VerboseListsEachCopyAndQuietPrintsNothing)
         const char* option;
         QStringList out;
     } rows[] = {
-        { "-v", { "big.bin", "docs/a.txt", "docs/b & c.md", "nested/deeper/data.csv" } },
+        { "-v",
+            { "big.bin", "docs/", "docs/a.txt", "docs/b & c.md", "nested/", "nested/deeper/",
+                "nested/deeper/data.csv" } },
         { "--quiet", {} },
     };
     for (const auto& row : rows) {
@@ -319,6 +432,8 @@ TEST_F(SyncCommandTest, SigtermMidPassLeavesOnlyWholeFiles)
             << f.toStdString();
         EXPECT_EQ(testutil::readFile(dst(f)), testutil::readFile(src(f))) << f.toStdString();
     }
-    // The log was flushed: one upload record for each file that arrived.
-    EXPECT_EQ(countOf(history(), QStringLiteral("FileUploaded")), files.size());
+    // The log was flushed: one upload record for each file that arrived, the pass framed.
+    const QJsonArray rows = history();
+    EXPECT_EQ(countOf(rows, QStringLiteral("FileUploaded")), files.size());
+    EXPECT_EQ(countOf(rows, QStringLiteral("SyncStarted")), 1);
 }

@@ -20,6 +20,7 @@
 #include <thread>
 #include <ctime>
 #include <unistd.h>
+#include <unordered_set>
 
 inline namespace KvSync_6_0 {
 namespace sync {
@@ -220,6 +221,8 @@ public:
     std::atomic<int> rowsWritten { 0 };
     std::unique_ptr<char[]> compareBuffer;
     QMetaObject::Connection rowsConnection;
+    /// Excluded paths already in the history: a watcher's passes record each once per run.
+    std::unordered_set<std::string> exclusionsRecorded;
 
     // State of the pass in progress.
     MirrorResult result;
@@ -251,6 +254,9 @@ public:
     bool Excluded(const std::string& name);
     void Log(sync::core::action::ActionType type, const std::string& path, const std::string& name,
         sync::core::actionDetails::DetailsType details, const QStringList& args);
+    /// An action whose type says it all (pass frames, folders made, removals): no details text.
+    void LogPlain(
+        sync::core::action::ActionType type, const std::string& path, const std::string& name);
     void Report(
         EntryAction action, const std::string& path, qint64 bytes, const QString& cause = {});
     void Fail(const std::string& path, const QString& cause);
@@ -300,6 +306,15 @@ void MirrorPass::Private::Log(sync::core::action::ActionType type, const std::st
             result.historyError = journal->Error();
         log->Flush();
     }
+}
+
+void MirrorPass::Private::LogPlain(
+    sync::core::action::ActionType type, const std::string& path, const std::string& name)
+{
+    if (!log || options.dryRun)
+        return;
+    log->AddAction(type, displayText(path), displayText(name), sync::core::SyncDetails());
+    ++rowsQueued;
 }
 
 void MirrorPass::Private::Report(
@@ -367,8 +382,7 @@ void MirrorPass::Private::Begin()
         if (result.historyError.isEmpty() && !journal->Open(sourceRoot, targetRoot))
             result.historyError = journal->Error();
     }
-    Log(sync::core::action::SyncStarted, std::string(), std::string(),
-        sync::core::actionDetails::FileTransferred, {});
+    LogPlain(sync::core::action::SyncStarted, std::string(), std::string());
 }
 
 void MirrorPass::Private::End()
@@ -378,9 +392,9 @@ void MirrorPass::Private::End()
     journal.reset();
     if (!log || options.dryRun)
         return;
-    Log(result.failed > 0 || !result.fatalError.isEmpty() ? sync::core::action::SyncFailed
-                                                          : sync::core::action::SyncCompleted,
-        std::string(), std::string(), sync::core::actionDetails::FileTransferred, {});
+    LogPlain(result.failed > 0 || !result.fatalError.isEmpty() ? sync::core::action::SyncFailed
+                                                               : sync::core::action::SyncCompleted,
+        std::string(), std::string());
     // ManageLogSize flushes the queue first, so every row of this pass is written after it.
     log->Flush();
     log->ManageLogSize();
@@ -537,8 +551,7 @@ void MirrorPass::Private::DeleteFromTarget(
             journal->Remove(rel, name);
     }
     ++result.deleted;
-    Log(sync::core::action::RemoteItemDeleted, path, name,
-        sync::core::actionDetails::FileTransferred, { displayText(path), QStringLiteral("0") });
+    LogPlain(sync::core::action::RemoteItemDeleted, path, name);
     Report(EntryAction::Deleted, path, 0);
 }
 
@@ -548,8 +561,9 @@ bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const st
     const std::string path = joinPath(rel, name);
     if (Excluded(name)) {
         ++result.excluded;
-        Log(sync::core::action::ItemSkipped, path, name, sync::core::actionDetails::ItemExcluded,
-            { displayText(path) });
+        if (options.dryRun || exclusionsRecorded.insert(path).second)
+            Log(sync::core::action::ItemSkipped, path, name,
+                sync::core::actionDetails::ItemExcluded, { displayText(path) });
         Report(EntryAction::Excluded, path, 0);
         return false;
     }
@@ -618,9 +632,7 @@ void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, cons
                     return;
                 }
             }
-            Log(sync::core::action::RemoteFolderCreated, path, name,
-                sync::core::actionDetails::FileTransferred,
-                { displayText(path), QStringLiteral("0") });
+            LogPlain(sync::core::action::RemoteFolderCreated, path, name);
             Report(EntryAction::FolderMade, path, 0);
         } else if (r != 0) {
             Fail(path, QStringLiteral("cannot read the target folder: %1").arg(errorText(r)));

@@ -2,11 +2,13 @@
 # `synccore history`.
 
 synccore_add_tool_sources(
-    tools/synccore/SyncPass.h
-    tools/synccore/SyncPass.cpp
     tools/synccore/SyncRunner.h
     tools/synccore/SyncRunner.cpp
     tools/synccore/SyncCommand.cpp)
+if(TARGET synccore)
+    # The engine is the library's; the tool only parses, calls it and prints.
+    target_link_libraries(synccore PRIVATE SyncCore::Mirror)
+endif()
 
 synccore_add_test(synccommandtest SOURCES tests/synccommandtest.cpp TIMEOUT 600)
 if(TARGET synccommandtest AND TARGET synccore)

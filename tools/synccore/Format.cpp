@@ -91,6 +91,15 @@ void Progress::_Draw(bool force)
         const qint64 s = qint64(double(_bytesTotal - _bytesDone) / rate);
         left = QStringLiteral("%1:%2").arg(s / 60).arg(s % 60, 2, 10, QLatin1Char('0'));
     }
+    if (_bytesTotal == 0 && _filesTotal == 0) {
+        // A single walk does not know its totals ahead: counts and rate only.
+        errRaw(QStringLiteral("\r\x1b[2K%1, %2 files, %3/s")
+                   .arg(formatSize(_bytesDone))
+                   .arg(_filesDone)
+                   .arg(formatSize(qint64(rate))));
+        _drawn = true;
+        return;
+    }
     errRaw(QStringLiteral("\r\x1b[2K%1 of %2, %3/%4 files, %5/s, %6 left")
                .arg(formatSize(_bytesDone), formatSize(_bytesTotal))
                .arg(_filesDone)

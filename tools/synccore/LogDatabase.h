@@ -42,6 +42,8 @@ public:
 
     sync::core::ActionLog& log() { return *_log; }
     const QString& path() const { return _path; }
+    /// The database itself, for the engine's journal kept in the same file.
+    const std::shared_ptr<sync::core::SqliteDatabaseFactory>& factory() const { return _factory; }
 
     /// Tells how many actions the command handed to the log (compared by Finish()).
     void CountAdded(int actions) { _added += actions; }

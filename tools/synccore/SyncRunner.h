@@ -1,9 +1,11 @@
 #pragma once
 
-// Runs the sync engine for `synccore sync`: once, or as a service woken by
-// `synccore wake` and by a timer. The one place that knows which engine runs.
+// Runs the library's mirror engine for `synccore sync`: one pass, or a watch
+// woken by inotify, by `synccore wake` and by a timer. The one place that
+// knows which engine runs.
 
 #include <QString>
+#include <QStringList>
 
 namespace tool {
 
@@ -11,13 +13,17 @@ class LogDatabase;
 
 struct SyncOptions
 {
-    QString source; ///< prepared: absolute, clean, an existing folder
-    QString target; ///< prepared: absolute, clean, an existing folder
+    QString source; ///< absolute and clean, checked by the engine
+    QString target; ///< absolute and clean, checked (and created) by the engine
     bool watch = false;
     int intervalSeconds = 60;
     bool json = false;
     bool quiet = false;
     bool verbose = false;
+    bool deleteExtra = false; ///< --delete
+    bool dryRun = false; ///< --dry-run
+    bool checksum = false; ///< --checksum
+    QStringList excludes; ///< --exclude, one pattern each
 };
 
 /**
