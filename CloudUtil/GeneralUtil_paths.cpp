@@ -96,8 +96,8 @@ bool GeneralUtil::AssertCleanPath(const QStringList&)
     return true;
 }
 
-QString GeneralUtil::RelativeToAbsolutePath(const QString& path, const QString& base,
-                                            bool baseIsFile)
+QString GeneralUtil::RelativeToAbsolutePath(
+    const QString& path, const QString& base, bool baseIsFile)
 {
     if (!QDir::isRelativePath(path))
         return QDir::cleanPath(path);
@@ -105,8 +105,8 @@ QString GeneralUtil::RelativeToAbsolutePath(const QString& path, const QString& 
     return QDir::cleanPath(QStringLiteral("%1/%2").arg(folder, path));
 }
 
-QString GeneralUtil::AbsoluteToRelativePath(const QString& path, const QString& base,
-                                            bool baseIsFile)
+QString GeneralUtil::AbsoluteToRelativePath(
+    const QString& path, const QString& base, bool baseIsFile)
 {
     if (QDir::isRelativePath(path))
         return QDir::cleanPath(path);
@@ -121,7 +121,7 @@ bool GeneralUtil::IsParentPath(const QString& parent, const QString& child)
         p.chop(1);
     const QString c = CleanPath(child);
     return p.size() < c.size() && c.startsWith(p, Qt::CaseInsensitive)
-           && c.at(p.size()) == QLatin1Char('/');
+        && c.at(p.size()) == QLatin1Char('/');
 }
 
 bool GeneralUtil::IsParentOrSamePath(const QString& parent, const QString& child)
@@ -213,8 +213,8 @@ QString GeneralUtil::FixInvalidCharsInFileName(const QString& name, const QStrin
 {
     // In this class the leading backslash escapes the '/', so backslashes
     // themselves are left to the literal pass below.
-    static const QRegularExpression invalid(QLatin1Char('[') + kInvalidFileNameChars
-                                            + QLatin1Char(']'));
+    static const QRegularExpression invalid(
+        QLatin1Char('[') + kInvalidFileNameChars + QLatin1Char(']'));
     QString fixed = name;
     fixed.replace(invalid, replacement);
     fixed.replace(QLatin1Char('\\'), replacement);

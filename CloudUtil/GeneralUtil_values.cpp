@@ -38,8 +38,8 @@ bool takeCount(const QRegularExpressionMatch& match, int group, int& field)
 constexpr quint32 kSecondsPerMinute = 60;
 constexpr quint32 kSecondsPerHour = 3600;
 constexpr quint32 kSecondsPerDay = 86400;
-constexpr quint32 kSecondsPerMonth = 2592000;  // 30 days
-constexpr quint32 kSecondsPerYear = 31536000;  // 365 days
+constexpr quint32 kSecondsPerMonth = 2592000; // 30 days
+constexpr quint32 kSecondsPerYear = 31536000; // 365 days
 
 constexpr qint64 kKiB = 1024;
 constexpr qint64 kMiB = 1024 * kKiB;
@@ -50,8 +50,8 @@ constexpr quint32 kJsonTypeMask = 1983;
 
 } // namespace
 
-bool GeneralUtil::ParseDuration(const QString& text, int& years, int& months, int& days,
-                                int& hours, int& minutes, double& seconds)
+bool GeneralUtil::ParseDuration(const QString& text, int& years, int& months, int& days, int& hours,
+    int& minutes, double& seconds)
 {
     years = months = days = hours = minutes = 0;
     seconds = 0;
@@ -61,9 +61,8 @@ bool GeneralUtil::ParseDuration(const QString& text, int& years, int& months, in
     const QRegularExpressionMatch match = re.match(text);
     if (!match.hasMatch() || re.captureCount() != kDurationCaptures)
         return false;
-    if (!takeCount(match, 2, years) || !takeCount(match, 4, months)
-        || !takeCount(match, 6, days) || !takeCount(match, 8, hours)
-        || !takeCount(match, 10, minutes))
+    if (!takeCount(match, 2, years) || !takeCount(match, 4, months) || !takeCount(match, 6, days)
+        || !takeCount(match, 8, hours) || !takeCount(match, 10, minutes))
         return false;
     const QString secondsText = match.captured(12);
     if (!secondsText.isEmpty())
@@ -82,8 +81,8 @@ bool GeneralUtil::ParseDuration(const QString& text, double& totalSeconds)
     // durations is part of the result, without the undefined behaviour of a
     // signed overflow.
     const quint32 whole = quint32(minutes) * kSecondsPerMinute + quint32(hours) * kSecondsPerHour
-                          + quint32(days) * kSecondsPerDay + quint32(months) * kSecondsPerMonth
-                          + quint32(years) * kSecondsPerYear;
+        + quint32(days) * kSecondsPerDay + quint32(months) * kSecondsPerMonth
+        + quint32(years) * kSecondsPerYear;
     totalSeconds = double(qint32(whole)) + seconds;
     return true;
 }
@@ -127,8 +126,7 @@ QList<int> GeneralUtil::GetOneBits(int mask)
     return bits;
 }
 
-QString GeneralUtil::EnumValueToName(int value, const EnumValueName* table, int count,
-                                     bool isFlags)
+QString GeneralUtil::EnumValueToName(int value, const EnumValueName* table, int count, bool isFlags)
 {
     if (!table)
         return QString();
@@ -147,8 +145,8 @@ QString GeneralUtil::EnumValueToName(int value, const EnumValueName* table, int 
     return names.join(QLatin1Char(','));
 }
 
-int GeneralUtil::EnumNameToValue(const QString& name, const EnumValueName* table, int count,
-                                 bool isFlags)
+int GeneralUtil::EnumNameToValue(
+    const QString& name, const EnumValueName* table, int count, bool isFlags)
 {
     if (!table)
         return -1;

@@ -33,8 +33,8 @@ int copyCodePoints(const QString& s, wchar_t* out, int room)
 const QRegularExpression& variableExpression()
 {
     // Minimal matching, so that "$(A)$(B)" gives two references rather than one.
-    static const QRegularExpression re(kVariableRegExp,
-                                       QRegularExpression::InvertedGreedinessOption);
+    static const QRegularExpression re(
+        kVariableRegExp, QRegularExpression::InvertedGreedinessOption);
     return re;
 }
 
@@ -73,7 +73,7 @@ void StringUtil::Trim(QStringList& list)
 int StringUtil::TrimLeft(QString& s, wchar_t c)
 {
     // Compared as one 16-bit code unit, as the string stores it.
-    const QChar unit{char16_t(c)};
+    const QChar unit { char16_t(c) };
     int start = 0;
     while (start < s.size() && s.at(start) == unit)
         ++start;
@@ -83,7 +83,7 @@ int StringUtil::TrimLeft(QString& s, wchar_t c)
 
 int StringUtil::TrimRight(QString& s, wchar_t c)
 {
-    const QChar unit{char16_t(c)};
+    const QChar unit { char16_t(c) };
     int end = int(s.size());
     while (end > 0 && s.at(end - 1) == unit)
         --end;
@@ -98,8 +98,8 @@ bool StringUtil::IsTextElided(QString s)
     return index >= 0 && index == s.length() - 3;
 }
 
-bool StringUtil::Divide(const QString& text, const QString& separator, QString& left,
-                        QString& right, bool trim)
+bool StringUtil::Divide(
+    const QString& text, const QString& separator, QString& left, QString& right, bool trim)
 {
     left = QString();
     right = QString();
@@ -138,8 +138,8 @@ int StringUtil::IndexOf(QString s, const QStringList& list, bool caseSensitive)
     return -1;
 }
 
-int StringUtil::ResolveVariables(QString& text, const QMap<QString, QString>& values,
-                                 bool ignoreCase)
+int StringUtil::ResolveVariables(
+    QString& text, const QMap<QString, QString>& values, bool ignoreCase)
 {
     const QRegularExpression& re = variableExpression();
     int count = 0;
@@ -159,8 +159,8 @@ int StringUtil::ResolveVariables(QString& text, const QMap<QString, QString>& va
     return count;
 }
 
-bool StringUtil::GetKeyValue(const QString& key, QMap<QString, QString> values, QString& value,
-                             bool ignoreCase)
+bool StringUtil::GetKeyValue(
+    const QString& key, QMap<QString, QString> values, QString& value, bool ignoreCase)
 {
     const auto exact = values.constFind(key);
     if (exact != values.constEnd()) {

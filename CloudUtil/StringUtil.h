@@ -76,8 +76,8 @@ public:
      * first character whatever the separator's length ("a::b" at "::" gives
      * "a" and ":b"). Callers divide at one-character separators.
      */
-    static bool Divide(const QString& text, const QString& separator, QString& left,
-                       QString& right, bool trim);
+    static bool Divide(
+        const QString& text, const QString& separator, QString& left, QString& right, bool trim);
 
     /// Appends each element of @p source that @p target does not contain yet, in order.
     static void AddList(const QStringList& source, QStringList& target, bool caseSensitive);
@@ -93,16 +93,16 @@ public:
      * that refers to itself would grow without end: expansion stops after
      * 4096 replacements.
      */
-    static int ResolveVariables(QString& text, const QMap<QString, QString>& values,
-                                bool ignoreCase);
+    static int ResolveVariables(
+        QString& text, const QMap<QString, QString>& values, bool ignoreCase);
 
     /**
      * Looks @p key up in @p values: exactly first, then (with @p ignoreCase) the
      * first key in map order that matches case-insensitively. On success sets
      * @p value and returns true; otherwise leaves @p value untouched.
      */
-    static bool GetKeyValue(const QString& key, QMap<QString, QString> values, QString& value,
-                            bool ignoreCase);
+    static bool GetKeyValue(
+        const QString& key, QMap<QString, QString> values, QString& value, bool ignoreCase);
 };
 
 } // namespace CloudUtil

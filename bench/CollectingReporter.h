@@ -20,8 +20,8 @@ public:
             const auto it = run.counters.find("items_per_second");
             if (it != run.counters.end())
                 rates[run.benchmark_name()] = it->second.value;
-            seconds[run.benchmark_name()] = run.GetAdjustedRealTime()
-                / benchmark::GetTimeUnitMultiplier(run.time_unit);
+            seconds[run.benchmark_name()]
+                = run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
         }
     }
     /// Items per second of each run that counts items, by run name.

@@ -63,8 +63,7 @@ bool runTool(const char* program, const std::vector<std::string>& args)
     if (rc != 0)
         return false;
     int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) { }
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
@@ -122,7 +121,7 @@ void BM_md5sum(benchmark::State& state)
     const std::string path = g_source.toStdString();
     const double cpuBefore = childCpuSeconds();
     for (auto _ : state) {
-        if (!runTool("md5sum", {path}))
+        if (!runTool("md5sum", { path }))
             state.SkipWithError("md5sum failed");
     }
     state.counters["child_cpu_s"] = (childCpuSeconds() - cpuBefore) / double(state.iterations());
@@ -154,7 +153,7 @@ void BM_cp(benchmark::State& state)
     for (auto _ : state) {
         removeTarget(state);
         const double cpuBefore = childCpuSeconds();
-        if (!runTool("cp", {source, target}))
+        if (!runTool("cp", { source, target }))
             state.SkipWithError("cp failed");
         cpu += childCpuSeconds() - cpuBefore;
     }
@@ -163,10 +162,26 @@ void BM_cp(benchmark::State& state)
 }
 
 constexpr int kRepetitions = 5;
-BENCHMARK(BM_GenerateCheckSumMD5)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(kRepetitions);
-BENCHMARK(BM_md5sum)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(kRepetitions);
-BENCHMARK(BM_CopyFile)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(kRepetitions);
-BENCHMARK(BM_cp)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(kRepetitions);
+BENCHMARK(BM_GenerateCheckSumMD5)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(kRepetitions);
+BENCHMARK(BM_md5sum)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(kRepetitions);
+BENCHMARK(BM_CopyFile)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(kRepetitions);
+BENCHMARK(BM_cp)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(kRepetitions);
 
 // Keeps the best wall and CPU time per iteration of every benchmark, next to the
 // usual console output.
@@ -198,7 +213,7 @@ public:
 };
 
 void printPair(const CollectingReporter& r, const std::string& ours, const std::string& reference,
-               double target)
+    double target)
 {
     const auto o = r.best.find(ours);
     const auto f = r.best.find(reference);
@@ -209,10 +224,10 @@ void printPair(const CollectingReporter& r, const std::string& ours, const std::
     const double mib = double(g_sizeMiB);
     const double ratio = f->second.wall / o->second.wall;
     std::printf("%-22s %8.1f MiB/s | %-10s %8.1f MiB/s | wall ratio %.2fx (target >= %.1fx: %s)\n",
-                ours.c_str(), mib / o->second.wall, reference.c_str(), mib / f->second.wall, ratio,
-                target, ratio >= target ? "met" : "NOT met");
+        ours.c_str(), mib / o->second.wall, reference.c_str(), mib / f->second.wall, ratio, target,
+        ratio >= target ? "met" : "NOT met");
     std::printf("%-22s %8.3f s CPU   | %-10s %8.3f s CPU   | CPU ratio %.2fx\n", "", o->second.cpu,
-                reference.c_str(), f->second.cpu, f->second.cpu / o->second.cpu);
+        reference.c_str(), f->second.cpu, f->second.cpu / o->second.cpu);
 }
 
 } // namespace
@@ -238,7 +253,7 @@ int main(int argc, char** argv)
     g_source = dir.filePath(QStringLiteral("source.bin"));
     g_target = dir.filePath(QStringLiteral("target.bin"));
     std::printf("writing a %lld MiB file in %s\n", static_cast<long long>(g_sizeMiB),
-                qPrintable(dir.path()));
+        qPrintable(dir.path()));
     std::fflush(stdout);
     if (!writeSource(g_source))
         return 1;
@@ -254,6 +269,6 @@ int main(int argc, char** argv)
     printPair(reporter, "BM_GenerateCheckSumMD5", "BM_md5sum", 0.9);
     printPair(reporter, "BM_CopyFile", "BM_cp", 0.9);
     std::printf("peak memory growth while hashing: %ld KiB (flat: independent of the file size)\n",
-                g_peakRssGrowthKiB);
+        g_peakRssGrowthKiB);
     return 0;
 }

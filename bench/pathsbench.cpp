@@ -24,9 +24,9 @@ namespace {
 QStringList makePaths()
 {
     std::mt19937 rng(7);
-    const char* const names[] = {"Documents", "Photos", "2024", "Projects", "report final.docx",
-                                 "IMG_0042.JPG", ".{SyncTemp}", "src", "notes.txt", "Shared",
-                                 "Budget Q3.xlsx", "archive.tar.gz"};
+    const char* const names[]
+        = { "Documents", "Photos", "2024", "Projects", "report final.docx", "IMG_0042.JPG",
+              ".{SyncTemp}", "src", "notes.txt", "Shared", "Budget Q3.xlsx", "archive.tar.gz" };
     QStringList paths;
     for (int i = 0; i < 4096; ++i) {
         QString p = QStringLiteral("/home/user/Cloud");
@@ -34,13 +34,26 @@ QStringList makePaths()
         for (int d = 0; d < depth; ++d)
             p += QLatin1Char('/') + QLatin1String(names[rng() % std::size(names)]);
         switch (rng() % 10) {
-        case 0: p += QLatin1Char('/'); break;
-        case 1: p.replace(QStringLiteral("/Cloud/"), QStringLiteral("/Cloud//")); break;
-        case 2: p.insert(p.lastIndexOf(QLatin1Char('/')), QStringLiteral("/./x/..")); break;
-        case 3: p = QStringLiteral("  ") + p + QLatin1Char(' '); break;
-        case 4: p = QStringLiteral("C:") + p; break;
-        case 5: p = QStringLiteral("https:") + p; break;
-        default: break;
+        case 0:
+            p += QLatin1Char('/');
+            break;
+        case 1:
+            p.replace(QStringLiteral("/Cloud/"), QStringLiteral("/Cloud//"));
+            break;
+        case 2:
+            p.insert(p.lastIndexOf(QLatin1Char('/')), QStringLiteral("/./x/.."));
+            break;
+        case 3:
+            p = QStringLiteral("  ") + p + QLatin1Char(' ');
+            break;
+        case 4:
+            p = QStringLiteral("C:") + p;
+            break;
+        case 5:
+            p = QStringLiteral("https:") + p;
+            break;
+        default:
+            break;
         }
         paths.append(p);
     }

@@ -22,7 +22,8 @@ int main(int argc, char** argv)
             if (!f.open(QIODevice::ReadOnly))
                 continue;
             const QByteArray data = f.readAll();
-            LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(data.constData()), size_t(data.size()));
+            LLVMFuzzerTestOneInput(
+                reinterpret_cast<const uint8_t*>(data.constData()), size_t(data.size()));
             ++replayed;
         }
     }
@@ -32,7 +33,8 @@ int main(int argc, char** argv)
     for (int i = 0; i < 20000; ++i) {
         std::vector<uint8_t> data(rng() % 96);
         for (auto& b : data)
-            b = (rng() % 3 == 0) ? uint8_t(rng()) : uint8_t(alphabet[rng() % (sizeof alphabet - 1)]);
+            b = (rng() % 3 == 0) ? uint8_t(rng())
+                                 : uint8_t(alphabet[rng() % (sizeof alphabet - 1)]);
         LLVMFuzzerTestOneInput(data.data(), data.size());
         ++replayed;
     }

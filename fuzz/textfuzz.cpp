@@ -13,7 +13,11 @@
 using Tessaron::CloudUtil::GeneralUtil;
 using Tessaron::CloudUtil::StringUtil;
 
-static void check(bool ok) { if (!ok) __builtin_trap(); }
+static void check(bool ok)
+{
+    if (!ok)
+        __builtin_trap();
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -36,9 +40,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     // A value that refers to itself, and one that refers to another, so that
     // nested expansion and its bound are reached too.
-    static const QMap<QString, QString> values{
-        {QStringLiteral("A"), QStringLiteral("x$(A)")}, {QStringLiteral("B"), QStringLiteral("$(c)y")},
-        {QStringLiteral("c"), QStringLiteral("(z)")}, {QStringLiteral("HOME"), QStringLiteral("/home/u")}};
+    static const QMap<QString, QString> values { { QStringLiteral("A"), QStringLiteral("x$(A)") },
+        { QStringLiteral("B"), QStringLiteral("$(c)y") },
+        { QStringLiteral("c"), QStringLiteral("(z)") },
+        { QStringLiteral("HOME"), QStringLiteral("/home/u") } };
     QString expanded = text;
     const int count = StringUtil::ResolveVariables(expanded, values, true);
     check(count >= 0 && count <= 4096 && (count > 0 || expanded == text));
@@ -48,7 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QString a = br < 0 ? text : text.left(br), b = br < 0 ? text : text.mid(br + 1);
     const QString clean = GeneralUtil::CleanPath(a);
     check(clean != clean.trimmed() || GeneralUtil::CleanPath(clean) == clean);
-    check(GeneralUtil::GetCommonParentPath(a, b).isEmpty() == !GeneralUtil::HasCommonParentPath(a, b));
+    check(GeneralUtil::GetCommonParentPath(a, b).isEmpty()
+        == !GeneralUtil::HasCommonParentPath(a, b));
     check(!GeneralUtil::IsParentPath(a, b) || GeneralUtil::IsParentOrSamePath(a, b));
     (void)GeneralUtil::GetSubPath(a, b);
     (void)GeneralUtil::GetDrive(a);

@@ -32,7 +32,7 @@ class KVSYNCINTERFACES_EXPORT IQFileWrapper : public QObject
 public:
     /// Result of copy(). Only NoError and CopyFailed are returned by this library.
     enum ErrorCode {
-        NoError = 0,    ///< the copy was made
+        NoError = 0, ///< the copy was made
         CopyFailed = 2, ///< the copy failed; see the wrapper's log line for the file error
     };
     Q_ENUM(ErrorCode)
@@ -78,8 +78,8 @@ public:
     virtual qint64 GetFreeDiskSpace() const = 0;
     /// The file's temporary companion "\<folder\>/\<name\>.\<extension\>" in its working folder
     /// @p tempFolderName, which is created when missing; empty on failure.
-    virtual std::shared_ptr<IQFileWrapper> GetTempFile(const QString& tempFolderName,
-                                                       const QString& extension) const = 0;
+    virtual std::shared_ptr<IQFileWrapper> GetTempFile(
+        const QString& tempFolderName, const QString& extension) const = 0;
     /// The file's download companion ".{SyncTemp}/\<name\>.DWN"; its folder is not created.
     virtual std::shared_ptr<IQFileWrapper> GetDownloadedTempFile() const = 0;
 };

@@ -27,10 +27,10 @@
 
 inline namespace KvSync_6_0 {
 namespace sync {
-namespace core {}
+namespace core { }
 namespace interf {
-namespace factory {}
+namespace factory { }
 }
-namespace syncService {}
+namespace syncService { }
 } // namespace sync
 } // namespace KvSync_6_0

@@ -75,8 +75,7 @@ bool SetFileHidden(const QString& path, bool hidden);
  * linked in as @p target only when complete, and never over an existing @p target. On
  * failure returns false with the system's error text in @p error, leaving no file behind.
  */
-bool CopyFileContent(
-    const QString& source, const QString& target, QString* error);
+bool CopyFileContent(const QString& source, const QString& target, QString* error);
 
 /// Opens @p path for reading when it is, after links, a regular file: a descriptor for
 /// ReadFile() and CloseFile(), or -1 for anything else (missing, a folder, a FIFO, a

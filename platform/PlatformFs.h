@@ -101,8 +101,7 @@ int RemoveTreeAt(int folderFd, const char* name);
  * same file system. The caller flushes the data first (Flush) when the new
  * content must survive a power loss. 0 or -errno.
  */
-int ReplaceAt(
-    int fromFolder, const char* fromName, int toFolder, const char* toName);
+int ReplaceAt(int fromFolder, const char* fromName, int toFolder, const char* toName);
 
 /// fsync. 0 or -errno.
 int Flush(int fd);
@@ -125,8 +124,7 @@ int SetTimesAt(int folderFd, const char* name, int64_t mtimeNs);
  * the copy stops with -ECANCELED. @p copied receives the bytes written.
  * 0 or -errno (-ENOSPC when the target's file system is full).
  */
-int CopyData(
-    int in, int out, int64_t& copied, bool (*shouldStop)(void*), void* context);
+int CopyData(int in, int out, int64_t& copied, bool (*shouldStop)(void*), void* context);
 
 /// The canonical absolute path of an existing @p path (realpath). 0 or -errno.
 int RealPath(const std::string& path, std::string& out);

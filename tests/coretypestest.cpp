@@ -15,11 +15,17 @@ using namespace sync::core;
 
 TEST(SyncExceptionTest, WhatIsTheUtf8OfTheMessage)
 {
-    struct Row { QString message; QByteArray utf8; };
+    struct Row
+    {
+        QString message;
+        QByteArray utf8;
+    };
     const Row rows[] = {
-        {QString(), QByteArray("")},
-        {QStringLiteral("plain"), QByteArray("plain")},
-        {QString::fromUtf8("Größe – 日本"), QByteArray("Gr\xc3\xb6\xc3\x9f" "e \xe2\x80\x93 \xe6\x97\xa5\xe6\x9c\xac")},
+        { QString(), QByteArray("") },
+        { QStringLiteral("plain"), QByteArray("plain") },
+        { QString::fromUtf8("Größe – 日本"),
+            QByteArray("Gr\xc3\xb6\xc3\x9f"
+                       "e \xe2\x80\x93 \xe6\x97\xa5\xe6\x9c\xac") },
     };
     for (const Row& row : rows) {
         const SyncException e(row.message);
@@ -56,20 +62,19 @@ TEST(FinallyTest, RunsOnceOnNormalExitAndOnException)
     try {
         Finally guard([&] { ++runs; });
         throw std::runtime_error("leave");
-    } catch (const std::runtime_error&) {
-    }
+    } catch (const std::runtime_error&) { }
     EXPECT_EQ(runs, 2);
 }
 
 TEST(FinallyTest, EmptyActionRaisesBadFunctionCall)
 {
-    EXPECT_THROW({ Finally guard{std::function<void()>()}; }, std::bad_function_call);
+    EXPECT_THROW({ Finally guard { std::function<void()>() }; }, std::bad_function_call);
 }
 
 TEST(FinallyTest, ThrowingActionIsNotSwallowed)
 {
-    EXPECT_THROW({ Finally guard([] { throw std::runtime_error("from action"); }); },
-                 std::runtime_error);
+    EXPECT_THROW(
+        { Finally guard([] { throw std::runtime_error("from action"); }); }, std::runtime_error);
 }
 
 TEST(ConstsTest, OnDiskNames)

@@ -14,8 +14,8 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     std::printf("system %s\n%s\n%s\n%s\n", qPrintable(QLocale::system().toString(1234.5, 'f', 1)),
-                qPrintable(GeneralUtil::BytesToString(1536, 2)),
-                qPrintable(GeneralUtil::BytesToString(qint64(1234) << 30, 1)),
-                qPrintable(GeneralUtil::MilliSecondsToDisplayString(qint64(86400000) * 1234)));
+        qPrintable(GeneralUtil::BytesToString(1536, 2)),
+        qPrintable(GeneralUtil::BytesToString(qint64(1234) << 30, 1)),
+        qPrintable(GeneralUtil::MilliSecondsToDisplayString(qint64(86400000) * 1234)));
     return 0;
 }

@@ -11,6 +11,6 @@
 int main()
 {
     std::printf("%s %s %s\n", qPrintable(sync::core::TwoLetterISOCode()),
-                qPrintable(sync::core::ThreeLetterISOCode()), qPrintable(QLocale::system().name()));
+        qPrintable(sync::core::ThreeLetterISOCode()), qPrintable(QLocale::system().name()));
     return 0;
 }

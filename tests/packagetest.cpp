@@ -75,9 +75,8 @@ QByteArray PackageTest::s_installLog;
 TEST_F(PackageTest, InstallsVersionedLibrariesAndHeaders)
 {
     ASSERT_TRUE(s_installed) << s_installLog.constData();
-    for (const char* lib :
-        { "libKvSyncCore-6_0", "libKvSyncInterfaces-6_0", "libKvSyncSharingEngine-6_0",
-            "libKvSyncMirror-6_0" }) {
+    for (const char* lib : { "libKvSyncCore-6_0", "libKvSyncInterfaces-6_0",
+             "libKvSyncSharingEngine-6_0", "libKvSyncMirror-6_0" }) {
         const QString base = libDir() + QLatin1Char('/') + QLatin1String(lib);
         EXPECT_TRUE(QFileInfo(base + QStringLiteral(".so")).isSymLink()) << lib;
         EXPECT_TRUE(QFileInfo(base + QStringLiteral(".so.6")).isSymLink()) << lib;

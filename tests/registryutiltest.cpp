@@ -117,7 +117,8 @@ TEST_F(RegistryUtilTest, WritesLandInTheApplicationsSettingsFile)
         RegistryUtil::ReadMultiString("L", "missing", { "dflt" }, true), QStringList { "dflt" });
 
     // A key exists only for a stored value, not for a key that holds values.
-    EXPECT_FALSE(RegistryUtil::KeyExists("K") || RegistryUtil::KeyExists("A/B") || RegistryUtil::KeyExists("K/x"));
+    EXPECT_FALSE(RegistryUtil::KeyExists("K") || RegistryUtil::KeyExists("A/B")
+        || RegistryUtil::KeyExists("K/x"));
     EXPECT_TRUE(RegistryUtil::KeyExists("K/s"));
     EXPECT_TRUE(RegistryUtil::KeyExists("K/s", true));
     EXPECT_TRUE(RegistryUtil::KeyExists("A/B/w"));

@@ -30,13 +30,17 @@ int main(int argc, char** argv)
     if (!home.isValid())
         return 2;
     const QByteArray root = QFile::encodeName(home.path());
-    const struct { const char* name; const char* sub; } vars[] = {
-        {"HOME", ""},
-        {"XDG_CONFIG_HOME", "/.config"},
-        {"XDG_DATA_HOME", "/.local/share"},
-        {"XDG_CACHE_HOME", "/.cache"},
-        {"XDG_STATE_HOME", "/.local/state"},
-        {"XDG_RUNTIME_DIR", "/runtime"},
+    const struct
+    {
+        const char* name;
+        const char* sub;
+    } vars[] = {
+        { "HOME", "" },
+        { "XDG_CONFIG_HOME", "/.config" },
+        { "XDG_DATA_HOME", "/.local/share" },
+        { "XDG_CACHE_HOME", "/.cache" },
+        { "XDG_STATE_HOME", "/.local/state" },
+        { "XDG_RUNTIME_DIR", "/runtime" },
     };
     for (const auto& v : vars) {
         const QByteArray dir = root + v.sub;
@@ -44,7 +48,7 @@ int main(int argc, char** argv)
         ::setenv(v.name, dir.constData(), 1);
     }
     QFile::setPermissions(QFile::decodeName(root + "/runtime"),
-                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 
     QCoreApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);

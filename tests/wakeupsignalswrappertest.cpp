@@ -293,8 +293,9 @@ TEST(WakeupToolTest, WaitPrintsEachWakeupAndStopsOnSigterm)
         EXPECT_EQ(r.exitCode, 2) << args;
         EXPECT_EQ(r.out, QByteArray()) << args;
         const QByteArray command = QByteArray(message).left(QByteArray(message).indexOf(':'));
-        EXPECT_EQ(r.err, QByteArray("synccore ") + message + "\nTry 'synccore " + command
-                             + " --help' for more information.\n");
+        EXPECT_EQ(r.err,
+            QByteArray("synccore ") + message + "\nTry 'synccore " + command
+                + " --help' for more information.\n");
     }
 }
 

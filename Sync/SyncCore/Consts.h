@@ -19,11 +19,11 @@ namespace core {
  */
 namespace consts {
 
-KVSYNCCORE_EXPORT extern const QString TEMP_FOLDER_NAME;  ///< ".{SyncTemp}"
-KVSYNCCORE_EXPORT extern const QString BASE_FOLDER_NAME;  ///< ".{SyncBackup}"
-KVSYNCCORE_EXPORT extern const QString BASE_FILE_EXTN;    ///< "BASE"
-KVSYNCCORE_EXPORT extern const QString TEMP_FILE_EXTN;    ///< "TMP"
-KVSYNCCORE_EXPORT extern const QString DELTA_FILE_EXTN;   ///< "DELTA"
+KVSYNCCORE_EXPORT extern const QString TEMP_FOLDER_NAME; ///< ".{SyncTemp}"
+KVSYNCCORE_EXPORT extern const QString BASE_FOLDER_NAME; ///< ".{SyncBackup}"
+KVSYNCCORE_EXPORT extern const QString BASE_FILE_EXTN; ///< "BASE"
+KVSYNCCORE_EXPORT extern const QString TEMP_FILE_EXTN; ///< "TMP"
+KVSYNCCORE_EXPORT extern const QString DELTA_FILE_EXTN; ///< "DELTA"
 
 /// Longest local folder path, in characters.
 constexpr std::int32_t LOCAL_FOLDER_MAX_PATH = 256;

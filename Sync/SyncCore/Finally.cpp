@@ -6,8 +6,7 @@ namespace core {
 
 Finally::Finally(std::function<void()> action)
     : _action(std::move(action))
-{
-}
+{ }
 
 Finally::~Finally() noexcept(false)
 {

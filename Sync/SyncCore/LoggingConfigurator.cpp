@@ -13,8 +13,7 @@ const char* const kConversionPattern = "%d{%Y-%m-%dT%H:%M:%S.%qZ} [%t] [%c %p] %
 }
 
 LoggingConfigurator::LoggingConfigurator(QString logFilePath, QString level, QString appenderName,
-                                         QString maxFileSize, QString maxBackupIndex,
-                                         log4cplus::Hierarchy& hierarchy)
+    QString maxFileSize, QString maxBackupIndex, log4cplus::Hierarchy& hierarchy)
     : log4cplus::PropertyConfigurator(log4cplus::tstring(), hierarchy, 0)
 {
     if (logFilePath.isEmpty())
@@ -24,8 +23,8 @@ LoggingConfigurator::LoggingConfigurator(QString logFilePath, QString level, QSt
     if (appenderName.isEmpty())
         appenderName = QStringLiteral("FILE");
 
-    properties.setProperty("rootLogger",
-                           QStringLiteral("%0, %1").arg(level, appenderName).toStdString());
+    properties.setProperty(
+        "rootLogger", QStringLiteral("%0, %1").arg(level, appenderName).toStdString());
     properties.setProperty("appender.FILE.layout", "log4cplus::PatternLayout");
     properties.setProperty("appender.FILE.layout.ConversionPattern", kConversionPattern);
     properties.setProperty("appender.FILE.MaxBackupIndex", maxBackupIndex.toStdString());
@@ -33,8 +32,7 @@ LoggingConfigurator::LoggingConfigurator(QString logFilePath, QString level, QSt
     properties.setProperty("appender.FILE.File", logFilePath.toStdString());
 
     // The key prefix and the table name are "FILE" whatever appenderName says.
-    const log4cplus::helpers::Properties subset =
-        properties.getPropertySubset("appender.FILE.");
+    const log4cplus::helpers::Properties subset = properties.getPropertySubset("appender.FILE.");
     log4cplus::SharedAppenderPtr appender(new log4cplus::RollingFileAppender(subset));
     appender->setName("FILE");
     appenders["FILE"] = appender;

@@ -40,8 +40,7 @@ public:
      * @param hierarchy      the logger hierarchy that `configure()` sets up
      */
     LoggingConfigurator(QString logFilePath, QString level, QString appenderName,
-                        QString maxFileSize, QString maxBackupIndex,
-                        log4cplus::Hierarchy& hierarchy);
+        QString maxFileSize, QString maxBackupIndex, log4cplus::Hierarchy& hierarchy);
     ~LoggingConfigurator() override;
 
     /// The property set that `configure()` will apply (for inspection).

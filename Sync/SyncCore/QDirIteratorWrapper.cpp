@@ -6,11 +6,10 @@ inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
 
-QDirIteratorWrapper::QDirIteratorWrapper(const QString& path, QDir::Filters filters,
-                                         QDirIterator::IteratorFlags flags)
+QDirIteratorWrapper::QDirIteratorWrapper(
+    const QString& path, QDir::Filters filters, QDirIterator::IteratorFlags flags)
     : _iterator(path, filters, flags)
-{
-}
+{ }
 
 QDirIteratorWrapper::~QDirIteratorWrapper() = default;
 

@@ -21,8 +21,8 @@ class KVSYNCCORE_EXPORT QDirIteratorWrapper : public interf::IQDirIteratorWrappe
     Q_OBJECT
 public:
     /// Iterates over @p path as QDirIterator(path, filters, flags) does.
-    QDirIteratorWrapper(const QString& path, QDir::Filters filters,
-                        QDirIterator::IteratorFlags flags);
+    QDirIteratorWrapper(
+        const QString& path, QDir::Filters filters, QDirIterator::IteratorFlags flags);
     ~QDirIteratorWrapper() override;
 
     /// A new wrapper over a copy of the current entry: it stays valid after next().

@@ -11,13 +11,11 @@ namespace core {
 
 QDirWrapper::QDirWrapper()
     : _dir(std::make_shared<QDir>())
-{
-}
+{ }
 
 QDirWrapper::QDirWrapper(std::shared_ptr<QDir> dir)
     : _dir(std::move(dir))
-{
-}
+{ }
 
 QDirWrapper::~QDirWrapper() = default;
 
@@ -64,7 +62,7 @@ bool QDirWrapper::rmdir(const QString& dirName)
         _dir->rmdir(tempFolder); // only when empty: a pending companion is never thrown away
 
     // Shell metadata that would keep the folder from being empty.
-    static const char* const clutter[] = {"/desktop.ini", "/Thumbs.db", "/.DS_Store"};
+    static const char* const clutter[] = { "/desktop.ini", "/Thumbs.db", "/.DS_Store" };
     for (const char* name : clutter) {
         const QString path = base + QLatin1String(name);
         if (QFileInfo::exists(path))

@@ -6,13 +6,11 @@ namespace core {
 
 QEventLoopWrapper::QEventLoopWrapper()
     : _loop(std::make_shared<QEventLoop>())
-{
-}
+{ }
 
 QEventLoopWrapper::QEventLoopWrapper(std::shared_ptr<QEventLoop> loop)
     : _loop(std::move(loop))
-{
-}
+{ }
 
 QEventLoopWrapper::~QEventLoopWrapper() = default;
 

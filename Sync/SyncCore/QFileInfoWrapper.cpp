@@ -8,13 +8,11 @@ namespace core {
 
 QFileInfoWrapper::QFileInfoWrapper()
     : _fileInfo(std::make_shared<QFileInfo>())
-{
-}
+{ }
 
 QFileInfoWrapper::QFileInfoWrapper(std::shared_ptr<QFileInfo> info)
     : _fileInfo(std::move(info))
-{
-}
+{ }
 
 QFileInfoWrapper::~QFileInfoWrapper() = default;
 

@@ -62,8 +62,8 @@ public:
      * created with its parents when missing. Empty (and an ERROR line) when this wrapper has
      * no file name or the folder cannot be made. The companion file itself is not touched.
      */
-    std::shared_ptr<interf::IQFileWrapper> GetTempFile(const QString& tempFolderName,
-                                                       const QString& extension) const override;
+    std::shared_ptr<interf::IQFileWrapper> GetTempFile(
+        const QString& tempFolderName, const QString& extension) const override;
     /// The companion "\<folder\>/.{SyncTemp}/\<name\>.DWN". Its folder is neither checked nor
     /// created: that is the caller's affair.
     std::shared_ptr<interf::IQFileWrapper> GetDownloadedTempFile() const override;

@@ -7,8 +7,7 @@ namespace core {
 SyncException::SyncException(QString message)
     : _message(std::move(message))
     , _utf8Message(_message.toUtf8())
-{
-}
+{ }
 
 SyncException::~SyncException() = default;
 
