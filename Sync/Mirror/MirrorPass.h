@@ -53,17 +53,17 @@ enum class EntryAction {
 struct KVSYNCMIRROR_EXPORT MirrorFailure
 {
     QByteArray path; ///< relative to the source, raw bytes
-    QString display; ///< the path for people: invalid UTF-8 bytes shown as \xNN
-    QString cause;
+    QString display; ///< the path for people: invalid UTF-8 bytes shown as \\xNN
+    QString cause; ///< why, in one line (the system's error text where there is one)
 };
 
 /// One entry the pass acted on, for the per-entry callback.
 struct KVSYNCMIRROR_EXPORT MirrorEntry
 {
-    EntryAction action = EntryAction::Copied;
-    QByteArray path;
-    QString display;
-    qint64 bytes = 0;
+    EntryAction action = EntryAction::Copied; ///< what was done
+    QByteArray path; ///< relative to the source, raw bytes
+    QString display; ///< the path for people, as in MirrorFailure
+    qint64 bytes = 0; ///< bytes written for a copy, 0 otherwise
     QString cause; ///< the failure's cause, empty otherwise
 };
 
@@ -80,13 +80,13 @@ struct KVSYNCMIRROR_EXPORT MirrorResult
     int folders = 0; ///< folders considered, the top one excepted
     qint64 bytes = 0; ///< bytes of all files considered
     qint64 bytesCopied = 0; ///< bytes written
-    qint64 elapsedMs = 0;
+    qint64 elapsedMs = 0; ///< wall-clock time of the pass, in milliseconds
     bool interrupted = false; ///< stopped early (cancel or exit), between files
     /// Set when the pass could not run at all (folders refused, source unreadable).
     QString fatalError;
     /// Set when the history is not whole: action rows lost or the database damaged.
     QString historyError;
-    QVector<MirrorFailure> failures;
+    QVector<MirrorFailure> failures; ///< one per entry not mirrored, in walk order
 
     /// 0 success, 1 failure (fatal or history), 23 completed with per-entry failures.
     /// An interrupted pass is the caller's to map (128 + the signal).
@@ -96,8 +96,8 @@ struct KVSYNCMIRROR_EXPORT MirrorResult
 /// Files and bytes done so far; the walk is single, so totals are not known ahead.
 struct KVSYNCMIRROR_EXPORT MirrorProgress
 {
-    int filesDone = 0;
-    qint64 bytesDone = 0;
+    int filesDone = 0; ///< files handled so far (copied, compared or failed)
+    qint64 bytesDone = 0; ///< bytes read from the source so far
 };
 
 /**

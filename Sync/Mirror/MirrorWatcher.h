@@ -27,6 +27,7 @@ namespace mirror {
 class KVSYNCMIRROR_EXPORT MirrorWatcher
 {
 public:
+    /// Takes the same arguments as MirrorPass, which it runs; all must outlive the watcher.
     MirrorWatcher(MirrorOptions options, sync::interf::IActionLog* log,
         std::shared_ptr<sync::core::SqliteDatabaseFactory> database,
         const sync::core::FileNameMatcher* matcher, sync::interf::ICheckForExit* exit);
