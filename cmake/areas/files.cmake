@@ -26,6 +26,10 @@ target_sources(KvSyncCore PRIVATE
 target_sources(KvSyncSharingEngine PRIVATE
     Sync/SyncCore/QSharingFileEngine.h
     Sync/SyncCore/QSharingFileEngine.cpp)
+# The engine's own platform calls: the core keeps its platform layer hidden, so
+# the engine library carries a private copy of it.
+target_sources(KvSyncSharingEngine PRIVATE platform/Platform_linux.cpp)
+target_link_libraries(KvSyncSharingEngine PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
 
 synccore_add_tool_sources(
     tools/synccore/Digest.h
