@@ -204,7 +204,7 @@ int MirrorResult::ExitStatus() const
     return 0;
 }
 
-class MirrorPass::Private
+class Q_DECL_HIDDEN MirrorPass::Private
 {
 public:
     MirrorOptions options;

@@ -24,7 +24,7 @@ constexpr uint32_t kWatchMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED
 constexpr int kPollMs = 250;
 } // namespace
 
-class MirrorWatcher::Private
+class Q_DECL_HIDDEN MirrorWatcher::Private
 {
 public:
     MirrorOptions options;

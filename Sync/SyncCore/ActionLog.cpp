@@ -132,7 +132,7 @@ template <typename Function> void runGuarded(const char* what, Function&& functi
 
 // --- private state ------------------------------------------------------------------
 
-class ActionLog::Private
+class Q_DECL_HIDDEN ActionLog::Private
 {
 public:
     /**
