@@ -4,6 +4,9 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <gtest/gtest.h>
 
@@ -22,6 +25,34 @@ TEST(CommandsFiles, Md5PrintsLikeMd5sumAndFailsPerFile)
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.out, "900150983cd24fb0d6963f7d28e17f72  " + a.toUtf8() + "\n");
     EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();
+}
+
+// --json gives one array that a JSON parser reads back: digest and size per
+// file, the cause for a file that could not be read, and still status 1.
+TEST(CommandsFiles, DigestsAsJsonNameEachFileAndItsError)
+{
+    testutil::TempDir dir;
+    const QString a = dir.write("a", "abc");
+    const QString none = dir.filePath("none");
+    const struct
+    {
+        const char* command;
+        const char* digest;
+    } rows[] = { { "md5", "900150983cd24fb0d6963f7d28e17f72" },
+        { "sha1", "a9993e364706816aba3e25717850c26c9cd0d89d" } };
+    for (const auto& row : rows) {
+        const testutil::ProcessResult r = synccore({ row.command, "--json", a, none });
+        EXPECT_EQ(r.exitCode, 1) << row.command;
+        QJsonParseError error;
+        const QJsonArray files = QJsonDocument::fromJson(r.out, &error).array();
+        ASSERT_EQ(error.error, QJsonParseError::NoError) << r.out.constData();
+        ASSERT_EQ(files.size(), 2) << r.out.constData();
+        EXPECT_EQ(files[0][QStringLiteral("file")].toString(), a);
+        EXPECT_EQ(files[0][QLatin1String(row.command)].toString(), QLatin1String(row.digest));
+        EXPECT_EQ(files[0][QStringLiteral("size")].toInteger(), 3);
+        EXPECT_EQ(files[1][QStringLiteral("file")].toString(), none);
+        EXPECT_EQ(files[1][QStringLiteral("error")].toString(), QStringLiteral("cannot be read"));
+    }
 }
 
 TEST(CommandsFiles, CopyReportsTheLibrarysErrorText)

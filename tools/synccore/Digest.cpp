@@ -5,6 +5,9 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 namespace tool {
 
@@ -34,29 +37,42 @@ QString readDigest(const QString& path, QCryptographicHash::Algorithm algorithm,
 int printDigests(const Invocation& in, QCryptographicHash::Algorithm algorithm,
     const std::function<QString(const QString&)>& libraryDigest)
 {
+    const bool json = in.isSet(QStringLiteral("json"));
+    const QString key
+        = algorithm == QCryptographicHash::Md5 ? QStringLiteral("md5") : QStringLiteral("sha1");
     Progress progress(Progress::wanted());
     qint64 total = 0;
     for (const QString& path : in.arguments())
         total += QFileInfo(path).isFile() ? QFileInfo(path).size() : 0;
     progress.setTotals(total, int(in.arguments().size()));
     int status = ExitSuccess;
+    QJsonArray rows;
     for (const QString& path : in.arguments()) {
         // A folder or a device is no file to sum, and a FIFO would never end.
-        const QString digest = !QFileInfo(path).isFile() ? QString()
-            : Progress::wanted()                         ? readDigest(path, algorithm, progress)
-                                                         : libraryDigest(path);
+        const QFileInfo info(path);
+        const QString digest = !info.isFile() ? QString()
+            : Progress::wanted()              ? readDigest(path, algorithm, progress)
+                                              : libraryDigest(path);
         progress.addFile();
+        progress.finish();
         if (digest.isEmpty()) {
-            progress.finish();
-            status = failure(QStringLiteral("%1: %2").arg(path,
-                QFileInfo::exists(path) && !QFileInfo(path).isFile()
-                    ? QStringLiteral("not a file")
-                    : QStringLiteral("cannot be read")));
+            const QString cause = info.exists() && !info.isFile()
+                ? QStringLiteral("not a file")
+                : QStringLiteral("cannot be read");
+            status = failure(QStringLiteral("%1: %2").arg(path, cause));
+            if (json)
+                rows.append(QJsonObject {
+                    { QStringLiteral("file"), path }, { QStringLiteral("error"), cause } });
             continue;
         }
-        progress.finish();
-        out(QStringLiteral("%1  %2").arg(digest, path));
+        if (json)
+            rows.append(QJsonObject { { QStringLiteral("file"), path }, { key, digest },
+                { QStringLiteral("size"), info.size() } });
+        else
+            out(QStringLiteral("%1  %2").arg(digest, path));
     }
+    if (json)
+        out(QString::fromUtf8(QJsonDocument(rows).toJson(QJsonDocument::Compact)));
     return status;
 }
 

@@ -18,7 +18,7 @@ tool::Command definition()
 {
     tool::Command c;
     c.name = QStringLiteral("md5");
-    c.synopsis = QStringLiteral("FILE...");
+    c.synopsis = QStringLiteral("[OPTIONS] FILE...");
     c.summary = QStringLiteral("Print each file's MD5 checksum as md5sum does");
     c.description = QStringLiteral(
         "Print the MD5 checksum of each FILE followed by two spaces and its name, the format "
@@ -26,6 +26,7 @@ tool::Command definition()
         "the exit status 1; the others are still printed. Progress is drawn on standard error "
         "when it is a terminal.");
     c.arguments = { { QStringLiteral("FILE..."), QStringLiteral("The files to sum.") } };
+    c.options = { tool::jsonOption() };
     c.minArguments = 1;
     c.maxArguments = -1;
     c.examples = { QStringLiteral("synccore md5 *.iso > SUMS.md5 && md5sum -c SUMS.md5") };

@@ -18,13 +18,14 @@ tool::Command definition()
 {
     tool::Command c;
     c.name = QStringLiteral("sha1");
-    c.synopsis = QStringLiteral("FILE...");
+    c.synopsis = QStringLiteral("[OPTIONS] FILE...");
     c.summary = QStringLiteral("Print each file's SHA-1 digest as sha1sum does");
     c.description = QStringLiteral(
         "Print the SHA-1 digest of each FILE followed by two spaces and its name, the format "
         "of sha1sum. A file that cannot be read is reported and makes the exit status 1; the "
         "others are still printed. Progress is drawn on standard error when it is a terminal.");
     c.arguments = { { QStringLiteral("FILE..."), QStringLiteral("The files to digest.") } };
+    c.options = { tool::jsonOption() };
     c.minArguments = 1;
     c.maxArguments = -1;
     c.examples = { QStringLiteral("synccore sha1 report.pdf") };
