@@ -86,7 +86,6 @@ SqliteConnection::SqliteConnection(
     const QString& filePath, const QString& connectionName, int busyTimeoutMsec)
     : _filePath(filePath)
     , _connectionName(connectionName)
-    , _busyTimeoutMsec(busyTimeoutMsec)
     , _database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName))
 {
     _database.setDatabaseName(filePath);

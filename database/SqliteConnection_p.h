@@ -156,7 +156,6 @@ private:
 
     QString _filePath;
     QString _connectionName;
-    int _busyTimeoutMsec;
     QSqlDatabase _database;
     sqlite3* _handle = nullptr;
     // Hashes a statement text from its length and ends only: texts are long
