@@ -8,6 +8,7 @@
 
 #include <QCoreApplication>
 
+#include <atomic>
 #include <memory>
 
 using sync::syncService::WakeupSignalsWrapper;
@@ -30,12 +31,20 @@ int run(const tool::Invocation&)
             tool::out(QStringLiteral("woken %1").arg(++wakeups));
     });
     QObject::connect(&wrapper, &QThread::finished, qApp, &QCoreApplication::quit);
+    // QThread::wait() joins through Qt's own futex-based wait condition; this
+    // flag makes the end of the thread's work visible to ThreadSanitizer too.
+    std::atomic<bool> finished { false };
+    QObject::connect(
+        &wrapper, &QThread::finished, &wrapper, [&finished] { finished = true; },
+        Qt::DirectConnection);
     wrapper.start();
     tool::out(QStringLiteral("process %1 waits for wake-up calls on /%2 (stop with Ctrl+C)")
                   .arg(QCoreApplication::applicationPid())
                   .arg(WakeupSignalsWrapper::SharedMemoryName));
     QCoreApplication::exec();
     wrapper.wait();
+    if (!finished.load())
+        tool::err(QStringLiteral("wait: the wake-up thread did not end"));
     tool::out(QStringLiteral("stopped after %1 wake-up calls").arg(wakeups));
     return stopSignals.exitStatus(tool::ExitSuccess);
 }
