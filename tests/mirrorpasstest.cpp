@@ -401,6 +401,13 @@ TEST_F(MirrorPassTest, DryRunChangesNothing)
     EXPECT_TRUE(exists(T("extra")));
     EXPECT_EQ(CountRows(QStringLiteral("MirrorJournal")), journalRows);
     EXPECT_EQ(CountRows(QStringLiteral("ActionLog")), actionRows);
+
+    // Into a target that does not exist, it reports every file and creates no folder.
+    o.target = QString::fromStdString(T("new/mirror"));
+    const MirrorResult fresh = Pass(o);
+    EXPECT_EQ(fresh.fatalError, QString());
+    EXPECT_EQ(fresh.copied, 2);
+    EXPECT_FALSE(exists(T("new")));
 }
 
 TEST_F(MirrorPassTest, ExtraExcludePatternsApplyForOneRun)

@@ -1056,7 +1056,8 @@ std::string absolute(const QString& path)
 
 } // namespace
 
-QString MirrorPass::CheckFolders(const QString& sourceText, const QString& targetText)
+QString MirrorPass::CheckFolders(
+    const QString& sourceText, const QString& targetText, bool createTarget)
 {
     const std::string sourceAbs = absolute(sourceText);
     const std::string targetAbs = absolute(targetText);
@@ -1075,7 +1076,7 @@ QString MirrorPass::CheckFolders(const QString& sourceText, const QString& targe
         return QStringLiteral("source %1 lies inside target %2").arg(sourceText, targetText);
     if (targetExists && t.type != EntryStat::Folder)
         return QStringLiteral("target %1 exists and is not a folder").arg(targetText);
-    if (!targetExists) {
+    if (!targetExists && createTarget) {
         // Create every missing folder down to the target.
         for (size_t at = 1; at <= target.size(); ++at) {
             if (at == target.size() || target[at] == '/') {
@@ -1095,21 +1096,23 @@ MirrorResult MirrorPass::Run()
     QElapsedTimer clock;
     clock.start();
     d->cancel = false;
-    const QString check = CheckFolders(d->options.source, d->options.target);
+    const QString check = CheckFolders(d->options.source, d->options.target, !d->options.dryRun);
     if (!check.isEmpty()) {
         MirrorResult r;
         r.fatalError = check;
         return r;
     }
     fs::RealPath(absolute(d->options.source), d->sourceRoot);
-    fs::RealPath(absolute(d->options.target), d->targetRoot);
+    d->targetRoot = resolveMaybeMissing(absolute(d->options.target));
     d->Begin();
     Fd source(fs::OpenFolderAt(fs::CurrentFolder(), d->sourceRoot.c_str()));
     Fd target(fs::OpenFolderAt(fs::CurrentFolder(), d->targetRoot.c_str()));
+    // A dry run into a target that does not exist yet walks the source as into an empty one.
+    const bool missingTarget = d->options.dryRun && target.fd == -ENOENT;
     if (source.fd < 0)
         d->result.fatalError = QStringLiteral("cannot open source %1: %2")
                                    .arg(d->options.source, errorText(source.fd));
-    else if (target.fd < 0)
+    else if (target.fd < 0 && !missingTarget)
         d->result.fatalError = QStringLiteral("cannot open target %1: %2")
                                    .arg(d->options.target, errorText(target.fd));
     else

@@ -148,9 +148,11 @@ public:
      * @brief Checks the two folders: the source is an existing folder, the
      * target is a folder or missing, and neither lies inside the other once
      * links are resolved (real paths, and device and inode of every folder
-     * above each). Creates the target. Empty on success, else the reason.
+     * above each). Creates the target unless @p createTarget is false (a dry
+     * run changes nothing). Empty on success, else the reason.
      */
-    static QString CheckFolders(const QString& source, const QString& target);
+    static QString CheckFolders(
+        const QString& source, const QString& target, bool createTarget = true);
 
     /// Called after every file; may be empty.
     void SetProgressCallback(std::function<void(const MirrorProgress&)> callback);

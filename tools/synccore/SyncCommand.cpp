@@ -82,7 +82,7 @@ int run(const tool::Invocation& in)
     // again when the database cannot be opened, so that a failed command leaves nothing behind.
     const QStringList created = missingFolders(options.target);
     const QString folderError
-        = sync::mirror::MirrorPass::CheckFolders(options.source, options.target);
+        = sync::mirror::MirrorPass::CheckFolders(options.source, options.target, !options.dryRun);
     if (!folderError.isEmpty())
         return tool::failure(folderError);
     bool defaultLocation = false;
