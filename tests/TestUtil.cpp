@@ -1,5 +1,9 @@
 #include "TestUtil.h"
 
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -159,6 +163,38 @@ QByteArray readFile(const QString& path)
 bool haveProgram(const QString& name)
 {
     return !QStandardPaths::findExecutable(name).isEmpty();
+}
+
+namespace {
+
+constexpr unsigned kPermissionOverride = (1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH);
+
+// The calling thread's effective set (its low word holds both capabilities); false on failure.
+bool effective(unsigned clear, unsigned set, unsigned* before)
+{
+    __user_cap_header_struct header { _LINUX_CAPABILITY_VERSION_3, 0 };
+    __user_cap_data_struct data[2] {};
+    if (::syscall(SYS_capget, &header, data) != 0)
+        return false;
+    *before = data[0].effective;
+    data[0].effective = (data[0].effective & ~clear) | set;
+    return ::syscall(SYS_capset, &header, data) == 0;
+}
+
+} // namespace
+
+WithoutPermissionOverride::WithoutPermissionOverride()
+{
+    unsigned before = 0;
+    if (effective(kPermissionOverride, 0, &before))
+        _saved = before & kPermissionOverride;
+}
+
+WithoutPermissionOverride::~WithoutPermissionOverride()
+{
+    unsigned before = 0;
+    if (_saved != 0)
+        effective(0, _saved, &before);
 }
 
 } // namespace testutil

@@ -87,6 +87,24 @@ QByteArray readFile(const QString& path);
 bool haveProgram(const QString& name);
 
 /**
+ * While it lives, the calling thread cannot bypass file permissions: root's
+ * CAP_DAC_OVERRIDE and CAP_DAC_READ_SEARCH leave the thread's effective set
+ * (capabilities belong to threads on Linux), so a test run as root meets an
+ * unreadable folder as a user does. For anyone else it changes nothing.
+ */
+class WithoutPermissionOverride
+{
+public:
+    WithoutPermissionOverride();
+    ~WithoutPermissionOverride();
+    WithoutPermissionOverride(const WithoutPermissionOverride&) = delete;
+    WithoutPermissionOverride& operator=(const WithoutPermissionOverride&) = delete;
+
+private:
+    unsigned _saved = 0; // the effective bits of the two capabilities that were dropped
+};
+
+/**
  * Runs @p call on another thread and gives its result when it returns within ten seconds.
  * A call still blocked then (in an open or a read of the FIFO @p fifo) is set free by
  * opening the FIFO's other end and closing it again, so that the test always ends; the
