@@ -121,7 +121,9 @@ int SetTimesAt(int folderFd, const char* name, int64_t mtimeNs);
  * Uses copy_file_range (the kernel copies, or shares extents where the file
  * system can) and falls back to read/write between file systems that cannot.
  * @p shouldStop is asked between chunks of a few MiB; when it returns true
- * the copy stops with -ECANCELED. @p copied receives the bytes written.
+ * the copy stops with -ECANCELED. @p copied receives the bytes written, and
+ * is up to date each time @p shouldStop is asked, so that the callback may
+ * report progress.
  * 0 or -errno (-ENOSPC when the target's file system is full).
  */
 int CopyData(int in, int out, int64_t& copied, bool (*shouldStop)(void*), void* context);

@@ -458,3 +458,50 @@ TEST_F(MirrorPassTest, CancelAbandonsTheCopyAndItsCompanion)
     EXPECT_EQ(readBytes(T("big")), "old");
     EXPECT_TRUE(namesContaining(target, QStringLiteral("SyncTemp")).isEmpty());
 }
+
+// Counted ahead, the totals are what the pass then handles, and a large copy reports as it goes.
+TEST_F(MirrorPassTest, CountsAheadAndReportsWithinALargeCopy)
+{
+    // Beyond two chunks of the copy loop, so that it reports at least twice before its end.
+    const qint64 bigSize = (16 << 20) + 12345;
+    writeBytes(S("big"), std::string(size_t(bigSize), 'b'));
+    ASSERT_EQ(::mkdir(S("sub").c_str(), 0755), 0);
+    writeBytes(S("sub/small"), "small");
+    writeBytes(S("skip.tmp"), std::string(1000, 's'));
+    ASSERT_EQ(::symlink("big", S("link").c_str()), 0);
+    ASSERT_EQ(::mkfifo(S("fifo").c_str(), 0644), 0);
+
+    auto run = [this](bool countAhead, std::vector<sync::mirror::MirrorProgress>& seen) {
+        MirrorOptions o = Options();
+        o.excludes = { QStringLiteral("\\.tmp$") };
+        o.countAhead = countAhead;
+        MirrorPass pass(std::move(o), log.get(), database, &matcher, nullptr);
+        pass.SetProgressCallback([&seen](const auto& p) { seen.push_back(p); });
+        return pass.Run();
+    };
+    std::vector<sync::mirror::MirrorProgress> seen;
+    const MirrorResult r = run(true, seen);
+    ASSERT_EQ(r.failed, 1) << failuresText(r); // the FIFO
+    ASSERT_FALSE(seen.empty());
+    EXPECT_EQ(r.files, 2);
+    EXPECT_EQ(r.bytes, bigSize + 5);
+    int withinBig = 0;
+    for (size_t i = 0; i < seen.size(); ++i) {
+        EXPECT_EQ(seen[i].filesTotal, r.files) << i;
+        EXPECT_EQ(seen[i].bytesTotal, r.bytes) << i;
+        if (i > 0) {
+            EXPECT_GE(seen[i].bytesDone, seen[i - 1].bytesDone) << i;
+        }
+        // "big" sorts first: nothing else is done while it is copied.
+        withinBig += seen[i].filesDone == 0 && seen[i].bytesDone > 0 && seen[i].bytesDone < bigSize;
+    }
+    EXPECT_GE(withinBig, 2);
+    EXPECT_EQ(seen.back().bytesDone, r.bytes);
+    EXPECT_EQ(seen.back().filesDone, r.files);
+
+    seen.clear();
+    run(false, seen);
+    ASSERT_FALSE(seen.empty());
+    for (const auto& p : seen)
+        EXPECT_EQ(p.filesTotal + p.bytesTotal, 0);
+}

@@ -227,6 +227,9 @@ public:
     // State of the pass in progress.
     MirrorResult result;
     MirrorProgress done;
+    /// bytesDone when the file being read began, and its size: its reads move progress within.
+    qint64 fileStart = 0;
+    qint64 fileSize = 0;
     std::unique_ptr<MirrorJournal> journal;
     int rowsQueued = 0;
     std::string sourceRoot;
@@ -247,7 +250,32 @@ public:
         return exit && exit->IsCanceling();
     }
 
-    static bool StopCallback(void* self) { return static_cast<Private*>(self)->Stopping(); }
+    /// The file in progress has had @p bytes read; reported only when the count moves forward
+    /// (a copy retried after a change reads its first bytes again).
+    void FileRead(qint64 bytes)
+    {
+        const qint64 at = fileStart + std::min(bytes, fileSize);
+        if (at <= done.bytesDone)
+            return;
+        done.bytesDone = at;
+        if (progress)
+            progress(done);
+    }
+
+    /// What the copy loop is handed between chunks: the pass and its count of bytes copied.
+    struct CopyWatch
+    {
+        Private* pass;
+        const int64_t* copied;
+    };
+    static bool CopyStep(void* context)
+    {
+        auto* watch = static_cast<CopyWatch*>(context);
+        watch->pass->FileRead(*watch->copied);
+        return watch->pass->Stopping();
+    }
+
+    void Count(int folderFd);
 
     void Begin();
     void End();
@@ -531,6 +559,38 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
     }
 }
 
+void MirrorPass::Private::Count(int folderFd)
+{
+    std::vector<fs::FolderEntry> entries;
+    // What cannot be read here is the pass's to report.
+    if (fs::ReadFolder(folderFd, entries) != 0)
+        return;
+    for (const fs::FolderEntry& e : entries) {
+        if (e.name == kWorkFolder || e.name == kBackupFolder || Excluded(e.name))
+            continue;
+        if (Stopping())
+            return;
+        EntryStat::Type type = e.type;
+        qint64 size = 0;
+        // Only a file's size needs a stat; the listing's type spares it for the rest.
+        if (type == EntryStat::File || type == EntryStat::Other) {
+            EntryStat s;
+            if (fs::StatAt(folderFd, e.name.c_str(), s) != 0)
+                continue;
+            type = s.type;
+            size = s.size;
+        }
+        if (type == EntryStat::File) {
+            ++done.filesTotal;
+            done.bytesTotal += size;
+        } else if (type == EntryStat::Folder) {
+            Fd child(fs::OpenFolderAt(folderFd, e.name.c_str()));
+            if (child.fd >= 0)
+                Count(child.fd);
+        }
+    }
+}
+
 void MirrorPass::Private::DeleteFromTarget(
     TargetFolder& target, const std::string& rel, const std::string& name)
 {
@@ -582,9 +642,11 @@ bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const st
     case EntryStat::File:
         ++result.files;
         result.bytes += s.size;
+        fileStart = done.bytesDone;
+        fileSize = s.size;
         SyncFile(sourceFd, target, rel, name, s, row);
         ++done.filesDone;
-        done.bytesDone += s.size;
+        done.bytesDone = fileStart + s.size;
         if (progress)
             progress(done);
         break;
@@ -728,7 +790,7 @@ bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::str
     char* x = compareBuffer.get();
     char* y = x + kCompareChunk;
     bool same = b.fd >= 0;
-    for (;;) {
+    for (qint64 total = 0;;) {
         const ssize_t n = read(a.fd, x, kCompareChunk);
         if (n < 0) {
             *readError = true;
@@ -748,6 +810,8 @@ bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::str
             }
             same = got == n && std::memcmp(x, y, size_t(n)) == 0;
         }
+        total += n;
+        FileRead(total);
         if (Stopping())
             return false;
     }
@@ -859,7 +923,8 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
         }
         Stage(MirrorPass::Stage::CompanionOpened, path);
         int64_t copied = 0;
-        int r = fs::CopyData(in.fd, out.fd, copied, &Private::StopCallback, this);
+        CopyWatch watch { this, &copied };
+        int r = fs::CopyData(in.fd, out.fd, copied, &Private::CopyStep, &watch);
         if (r == -ECANCELED) {
             fs::RemoveFileAt(target.workFd, companion.c_str());
             result.interrupted = true;
@@ -1109,14 +1174,20 @@ MirrorResult MirrorPass::Run()
     Fd target(fs::OpenFolderAt(fs::CurrentFolder(), d->targetRoot.c_str()));
     // A dry run into a target that does not exist yet walks the source as into an empty one.
     const bool missingTarget = d->options.dryRun && target.fd == -ENOENT;
-    if (source.fd < 0)
+    if (source.fd < 0) {
         d->result.fatalError = QStringLiteral("cannot open source %1: %2")
                                    .arg(d->options.source, errorText(source.fd));
-    else if (target.fd < 0 && !missingTarget)
+    } else if (target.fd < 0 && !missingTarget) {
         d->result.fatalError = QStringLiteral("cannot open target %1: %2")
                                    .arg(d->options.target, errorText(target.fd));
-    else
+    } else {
+        if (d->options.countAhead) {
+            d->Count(source.fd);
+            if (d->progress)
+                d->progress(d->done);
+        }
         d->SyncFolder(source.fd, target.fd, std::string());
+    }
     d->End();
     d->result.elapsedMs = clock.elapsed();
     return d->result;

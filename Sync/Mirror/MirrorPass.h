@@ -36,6 +36,13 @@ struct KVSYNCMIRROR_EXPORT MirrorOptions
     int changeRetries = 3; ///< copies of a file that keeps changing before it is reported
     int settleMs = 300; ///< watch: quiet time after a change before it is mirrored
     int intervalSeconds = 60; ///< watch: a full pass at least this often
+    /**
+     * Run() first counts the source's files and bytes, so that progress
+     * carries totals. The count is one more walk of the source (lstat only,
+     * the exclusion rule applied, links never followed), which is why it is
+     * off unless someone shows the totals. RunPaths() never counts.
+     */
+    bool countAhead = false;
 };
 
 /// Which way an entry went; the per-entry callback and the failures carry it.
@@ -93,11 +100,17 @@ struct KVSYNCMIRROR_EXPORT MirrorResult
     int ExitStatus() const;
 };
 
-/// Files and bytes done so far; the walk is single, so totals are not known ahead.
+/// Files and bytes done so far, and the totals when the pass counted them ahead.
 struct KVSYNCMIRROR_EXPORT MirrorProgress
 {
     int filesDone = 0; ///< files handled so far (copied, compared or failed)
-    qint64 bytesDone = 0; ///< bytes read from the source so far
+    /// Bytes of the files handled so far, the file in progress included as it is read.
+    qint64 bytesDone = 0;
+    /// Regular files in the source, not excluded; 0 when not counted (MirrorOptions::countAhead).
+    int filesTotal = 0;
+    /// Their bytes; 0 when not counted. Files that change during the pass may move
+    /// bytesDone past it.
+    qint64 bytesTotal = 0;
 };
 
 /**
@@ -154,7 +167,12 @@ public:
     static QString CheckFolders(
         const QString& source, const QString& target, bool createTarget = true);
 
-    /// Called after every file; may be empty.
+    /**
+     * @brief Called after every file, at every chunk of a file being copied or
+     * compared, and once after the count when MirrorOptions::countAhead is
+     * set; may be empty. It runs inside the copy loop, so it must be cheap:
+     * throttling what it draws is the caller's.
+     */
     void SetProgressCallback(std::function<void(const MirrorProgress&)> callback);
     /// Called for every entry acted on (copied, deleted, failed...); may be empty.
     void SetEntryCallback(std::function<void(const MirrorEntry&)> callback);

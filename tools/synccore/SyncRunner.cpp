@@ -126,10 +126,14 @@ public:
         , _progress(Progress::wanted() && !options.quiet && !options.json)
         , _logger(log4cplus::Logger::getInstance("synccore"))
     {
+        MirrorOptions mirror = mirrorOptions(options);
+        // Totals for the line cost a second walk of the source: worth it once, not before each
+        // of a watcher's periodic passes, which mostly find nothing to do.
+        mirror.countAhead = _progress.enabled() && !options.watch;
         // A single pass runs without the watcher, which would add an inotify watch per folder.
         if (options.watch) {
             _watcher = std::make_unique<MirrorWatcher>(
-                mirrorOptions(options), &db.log(), db.factory(), &_matcher, &exitManager);
+                mirror, &db.log(), db.factory(), &_matcher, &exitManager);
             _pass = &_watcher->Pass();
             _watcher->SetResultCallback([this](const MirrorResult& r, bool full) {
                 _Finished(r, full);
@@ -139,10 +143,16 @@ public:
             });
         } else {
             _single = std::make_unique<MirrorPass>(
-                mirrorOptions(options), &db.log(), db.factory(), &_matcher, &exitManager);
+                mirror, &db.log(), db.factory(), &_matcher, &exitManager);
             _pass = _single.get();
         }
         _pass->SetProgressCallback([this](const sync::mirror::MirrorProgress& p) {
+            // The totals arrive once, before anything is done; setting them draws the line.
+            if (p.bytesTotal != _bytesTotal || p.filesTotal != _filesTotal) {
+                _bytesTotal = p.bytesTotal;
+                _filesTotal = p.filesTotal;
+                _progress.setTotals(_bytesTotal, _filesTotal);
+            }
             _progress.setDone(p.bytesDone, p.filesDone);
         });
         _pass->SetEntryCallback([this](const MirrorEntry& e) { _Entry(e); });
@@ -230,6 +240,8 @@ private:
     std::unique_ptr<MirrorPass> _single; ///< without it
     MirrorPass* _pass = nullptr; ///< the one that runs
     Progress _progress;
+    qint64 _bytesTotal = 0; ///< the totals last handed to _progress
+    int _filesTotal = 0;
     log4cplus::Logger _logger;
     bool _failed = false;
     bool _partial = false;
