@@ -7,6 +7,8 @@
 #include "database/SqliteDatabaseFactory.h"
 
 #include <QAbstractEventDispatcher>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QSet>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -15,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 
 namespace actionlogtest {
@@ -26,6 +29,15 @@ inline std::shared_ptr<sync::core::SqliteDatabaseFactory> openDatabase(const QSt
     auto factory = sync::core::SqliteDatabaseFactory::Open(path, &error);
     EXPECT_TRUE(factory && factory->CreateActionLogTable()) << qPrintable(error);
     return factory;
+}
+
+/// Runs the event loop until @p done holds or @p ms pass; whether it holds.
+inline bool processEventsUntil(const std::function<bool()>& done, int ms)
+{
+    QDeadlineTimer deadline(ms);
+    while (!done() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    return done();
 }
 
 /// Records every call of the full AddAction form, the transactions a flush opens and

@@ -166,19 +166,14 @@ TEST(ActionLogThreadsTest, NoActionStaysQueuedOnceAdditionsStop)
                 QThread::usleep(200);
             }
         });
-    QElapsedTimer since;
-    since.start();
-    while (!stop && since.elapsed() < 60000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    actionlogtest::processEventsUntil([&] { return stop.load(); }, 60000);
     for (std::thread& t : writers)
         t.join();
     const int total = added.load();
-    since.restart();
-    while (Inspector(path).ids().size() < total
-        && since.elapsed() < 2 * ActionLog::FlushIntervalMsec + 8000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    EXPECT_EQ(Inspector(path).ids().size(), total)
-        << "still queued " << since.elapsed() << " ms after the last addition";
+    EXPECT_TRUE(
+        actionlogtest::processEventsUntil([&] { return Inspector(path).ids().size() == total; },
+            2 * ActionLog::FlushIntervalMsec + 8000))
+        << Inspector(path).ids().size() << " of " << total << " written after the last addition";
 }
 
 // Flushes, queries and the timer on several threads at once, for

@@ -13,12 +13,11 @@
 #include <QSignalSpy>
 #include <QThread>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -27,19 +26,28 @@
 using namespace sync::core;
 using actionDetails::DetailsType;
 using actionlogtest::Inspector;
+using actionlogtest::processEventsUntil;
 using actionlogtest::RecordingActionLog;
 using sync::interf::IActionLog;
 
 namespace {
 
+/// A details document of @p type around the raw argument elements @p args.
+QString doc(int type, const QString& args)
+{
+    return QStringLiteral("<SyncActionDetails detailType=\"%1\"><DetailType>%1</DetailType>")
+               .arg(type)
+        + args + QStringLiteral("</SyncActionDetails>");
+}
+
 /// Expected details document, spelled out independently of the code under test.
 QString document(int type, const QStringList& args = {})
 {
-    QString doc = QStringLiteral("<SyncActionDetails detailType=\"%1\"><DetailType>%1</DetailType>")
-                      .arg(type);
+    QString elements;
     for (int i = 0; i < args.size(); ++i)
-        doc += QStringLiteral("<arg position=\"%1\">").arg(i) + args[i] + QStringLiteral("</arg>");
-    return doc + QStringLiteral("</SyncActionDetails>");
+        elements
+            += QStringLiteral("<arg position=\"%1\">").arg(i) + args[i] + QStringLiteral("</arg>");
+    return doc(type, elements);
 }
 
 /// The batch timers of @p log, wherever it keeps them (itself or an object of its own).
@@ -59,35 +67,14 @@ bool execOn(SqliteDatabaseFactory& factory, const QString& statement)
     return query->prepare(statement) && query->exec();
 }
 
-/// Runs the event loop until @p done holds or @p ms pass; whether it holds.
-bool processEventsUntil(const std::function<bool()>& done, int ms)
-{
-    QDeadlineTimer deadline(ms);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    return done();
-}
-
 /// Runs @p work on a thread of its own. False when it has not finished within
 /// @p ms: it is then left running (deadlocked), with everything it captured.
 bool finishesWithin(int ms, std::function<void()> work)
 {
-    struct State
-    {
-        std::mutex mutex;
-        std::condition_variable finished;
-        bool done = false;
-    };
-    auto state = std::make_shared<State>();
-    std::thread([state, work = std::move(work)] {
-        work();
-        std::lock_guard<std::mutex> lock(state->mutex);
-        state->done = true;
-        state->finished.notify_all();
-    }).detach();
-    std::unique_lock<std::mutex> lock(state->mutex);
-    return state->finished.wait_for(
-        lock, std::chrono::milliseconds(ms), [&] { return state->done; });
+    std::packaged_task<void()> task(std::move(work));
+    std::future<void> done = task.get_future();
+    std::thread(std::move(task)).detach();
+    return done.wait_for(std::chrono::milliseconds(ms)) == std::future_status::ready;
 }
 
 /// Collects the Qt warnings of its lifetime (the library must print none).
@@ -96,34 +83,25 @@ class WarningCatcher
 public:
     WarningCatcher()
     {
-        caught().clear();
+        _caught.clear();
         _previous = qInstallMessageHandler(&WarningCatcher::handle);
     }
     ~WarningCatcher() { qInstallMessageHandler(_previous); }
     QStringList warnings() const
     {
-        std::lock_guard<std::mutex> lock(mutex());
-        return caught();
+        std::lock_guard<std::mutex> lock(_mutex);
+        return _caught;
     }
 
 private:
-    static std::mutex& mutex()
-    {
-        static std::mutex instance;
-        return instance;
-    }
-    static QStringList& caught()
-    {
-        static QStringList instance;
-        return instance;
-    }
     static void handle(QtMsgType type, const QMessageLogContext&, const QString& message)
     {
-        if (type == QtDebugMsg || type == QtInfoMsg)
-            return;
-        std::lock_guard<std::mutex> lock(mutex());
-        caught().append(message);
+        std::lock_guard<std::mutex> lock(_mutex);
+        if (type != QtDebugMsg && type != QtInfoMsg)
+            _caught.append(message);
     }
+    static inline std::mutex _mutex;
+    static inline QStringList _caught;
     QtMessageHandler _previous = nullptr;
 };
 
@@ -205,18 +183,6 @@ TEST_F(ActionLogTest, GetAllActionsFlushesButGetActionDoesNot)
     EXPECT_EQ(log.GetAction(1).actionType, -1); // id 1 once written
     ASSERT_EQ(log.GetAllActions().size(), 1);
     EXPECT_EQ(log.GetAction(1).relatedItemInfo, QStringLiteral("queued"));
-}
-
-TEST_F(ActionLogTest, DestructionWritesWhatIsStillQueued)
-{
-    {
-        ActionLog log(factory);
-        log.AddAction(action::FileUploaded, QStringLiteral("a"));
-        QCoreApplication::processEvents(); // the timer starts
-        ASSERT_EQ(timersOf(&log).size(), 1);
-        log.AddAction(action::FileUploaded, QStringLiteral("b"));
-    }
-    EXPECT_EQ(Inspector(path).infos(), QStringLiteral("a,b"));
 }
 
 TEST_F(ActionLogTest, TransactionControlRemoveAndClear)
@@ -306,53 +272,14 @@ TEST_F(ActionLogTest, OneTimerPerBatchStartedAndStoppedOnTheLogsThread)
     EXPECT_EQ(timersOf(&log).size(), 1) << "the next addition starts a fresh timer";
 }
 
-namespace {
-
-class MockQuery : public sync::interf::IQSqlQueryWrapper
-{
-public:
-    MOCK_METHOD(bool, prepare, (const QString&), (override));
-    MOCK_METHOD(void, bindValue, (const QString&, const QVariant&), (override));
-    MOCK_METHOD(bool, exec, (), (override));
-    MOCK_METHOD(QVariant, lastInsertId, (), (const, override));
-    MOCK_METHOD(bool, next, (), (override));
-    MOCK_METHOD(bool, first, (), (override));
-    MOCK_METHOD(bool, isValid, (), (const, override));
-    MOCK_METHOD(QVariant, value, (int), (const, override));
-};
-
-/// The real factory, except that the second query it makes fails to execute.
-class FailingQueryFactory : public sync::interf::factory::IDatabaseFactory
-{
-public:
-    explicit FailingQueryFactory(std::shared_ptr<sync::interf::factory::IDatabaseFactory> real)
-        : _real(std::move(real))
-    { }
-    std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> GetDatabase() override
-    {
-        return _real->GetDatabase();
-    }
-    std::shared_ptr<sync::interf::IQSqlQueryWrapper> CreateQuery() override
-    {
-        if (++_made != 2)
-            return _real->CreateQuery();
-        auto query = std::make_shared<::testing::NiceMock<MockQuery>>();
-        EXPECT_CALL(*query, exec()).WillOnce(::testing::Return(false));
-        EXPECT_CALL(*query, lastInsertId()).Times(0);
-        return query;
-    }
-
-private:
-    std::shared_ptr<sync::interf::factory::IDatabaseFactory> _real;
-    int _made = 0;
-};
-
-} // namespace
-
+// A trigger refuses one row only; the transaction around it stays open.
 TEST_F(ActionLogTest, AFailedInsertDropsOnlyItsOwnRow)
 {
+    ASSERT_TRUE(execOn(*factory,
+        QStringLiteral("CREATE TRIGGER RefuseOne BEFORE INSERT ON ActionLog WHEN "
+                       "NEW.relatedItemInfo = 'lost' BEGIN SELECT RAISE(ABORT, 'refused'); END")));
     {
-        RecordingActionLog log(std::make_shared<FailingQueryFactory>(factory));
+        RecordingActionLog log(factory);
         QSignalSpy added(&log, &IActionLog::ActionAdded);
         QSignalSpy committed(&log, &ActionLog::Committed);
         for (const char* name : { "first", "lost", "third" })
@@ -415,13 +342,6 @@ TEST(ActionLogTrimTest, ManageLogSizeKeepsIdsAboveTheHighestMinusMaxRows)
         EXPECT_TRUE(log.ManageLogSize());
         EXPECT_EQ(db.ids(), idRanges(row.kept)) << "trimming again changes nothing";
     }
-}
-
-QString doc(int type, const char* args)
-{
-    return QStringLiteral("<SyncActionDetails detailType=\"%1\"><DetailType>%1</DetailType>")
-               .arg(type)
-        + QString::fromLatin1(args) + QStringLiteral("</SyncActionDetails>");
 }
 
 TEST(ActionDetailsTest, ResolveFillsTheTemplateOfTheDocumentsType)
@@ -686,15 +606,17 @@ TEST(ActionLogSignalsTest, DirectSlotsMayWaitForThreadsThatAddOrRead)
 
 namespace {
 
-enum class Owner { MainThread, RunningThread, FinishedThread };
+// Whose thread the log lives on, when the last reference to it goes.
+enum class Owner { Itself, MainThread, RunningThread, FinishedThread };
 
 } // namespace
 
-// Destroyed on a thread that is not its own while its timer runs: every queued
+// Destroyed while its timer runs, on its own thread or on another: every queued
 // action is written, nothing warns, and no timer is left to fire afterwards.
 TEST(ActionLogLifetimeTest, DestroyedOnAnotherThreadWithTheTimerRunning)
 {
-    for (Owner owner : { Owner::MainThread, Owner::RunningThread, Owner::FinishedThread }) {
+    for (Owner owner :
+        { Owner::Itself, Owner::MainThread, Owner::RunningThread, Owner::FinishedThread }) {
         SCOPED_TRACE(int(owner));
         testutil::TempDir dir;
         const QString path = dir.filePath(QStringLiteral("lifetime.sqlite"));
@@ -703,7 +625,7 @@ TEST(ActionLogLifetimeTest, DestroyedOnAnotherThreadWithTheTimerRunning)
         WarningCatcher catcher;
         auto log = std::make_unique<ActionLog>(factory);
         std::unique_ptr<QThread> thread;
-        if (owner != Owner::MainThread) {
+        if (owner >= Owner::RunningThread) {
             thread.reset(new QThread);
             log->moveToThread(thread.get());
             thread->start();
@@ -712,7 +634,7 @@ TEST(ActionLogLifetimeTest, DestroyedOnAnotherThreadWithTheTimerRunning)
         // Until the timer runs in the log's thread.
         const auto timerRuns = [&] {
             bool runs = false;
-            if (owner == Owner::MainThread) {
+            if (!thread) {
                 QCoreApplication::processEvents();
                 return !timersOf(log.get()).isEmpty();
             }

@@ -289,6 +289,7 @@ TEST(ValuesTest, Variants)
     EXPECT_EQ(GeneralUtil::ToIntList(variants), ints);
 }
 
+// Their usage errors are checked with those of every other command of the tool.
 TEST(ValuesTest, ToolDurationAndSizeCommands)
 {
     const QString tool = testutil::builtExecutable(QStringLiteral("synccore"));
@@ -303,11 +304,8 @@ TEST(ValuesTest, ToolDurationAndSizeCommands)
         { { "duration", "P1DT2H" }, 0, "total seconds: 93600" },
         { { "duration", "P1DT2H" }, 0, "display: 1 day(s)" },
         { { "duration", "P3D" }, 1, "not an ISO 8601 duration" },
-        { { "duration" }, 2, "missing argument ISO8601" },
         { { "size", "1536" }, 0, "1.50 KB" },
         { { "size", "1536", "--precision", "0" }, 0, "2 KB" },
-        { { "size", "12x" }, 2, "not a number of bytes" },
-        { { "size", "1", "2" }, 2, "too many arguments" },
     };
     for (const auto& row : rows) {
         const testutil::ProcessResult r = testutil::run(tool, row.args);
@@ -315,7 +313,6 @@ TEST(ValuesTest, ToolDurationAndSizeCommands)
         EXPECT_EQ(r.exitCode, row.exitCode);
         EXPECT_TRUE((row.exitCode ? r.err : r.out).contains(row.output))
             << r.out.constData() << r.err.constData();
-        // One error line; a usage error adds the hint to the command's help.
-        EXPECT_EQ(r.err.count('\n'), row.exitCode == 2 ? 2 : row.exitCode);
+        EXPECT_EQ(r.err.count('\n'), row.exitCode) << "one error line, none on success";
     }
 }
