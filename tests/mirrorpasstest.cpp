@@ -422,23 +422,46 @@ TEST_F(MirrorPassTest, ExtraExcludePatternsApplyForOneRun)
     EXPECT_TRUE(exists(T("report.tmp")));
 }
 
+// In a small folder and in one large enough that both sides are stat'ed at once.
 TEST_F(MirrorPassTest, FollowsChangesOfType)
 {
-    writeBytes(S("was-file"), "f");
-    ASSERT_EQ(::mkdir(S("was-folder").c_str(), 0755), 0);
-    writeBytes(S("was-folder/inner"), "i");
+    const std::vector<std::pair<std::string, int>> folders { { "small/", 0 }, { "large/", 40 } };
+    for (const auto& [at, files] : folders) {
+        ASSERT_EQ(::mkdir(S(at).c_str(), 0755), 0);
+        for (int i = 0; i < files; ++i)
+            writeBytes(S(at + "f" + std::to_string(i)), "same");
+        writeBytes(S(at + "was-file"), "f");
+        ASSERT_EQ(::mkdir(S(at + "was-folder").c_str(), 0755), 0);
+        writeBytes(S(at + "was-folder/inner"), "i");
+        ASSERT_EQ(::symlink("f", S(at + "was-link").c_str()), 0);
+    }
     ASSERT_EQ(Pass().ExitStatus(), 0);
-    ASSERT_EQ(::unlink(S("was-file").c_str()), 0);
-    ASSERT_EQ(::mkdir(S("was-file").c_str(), 0755), 0);
-    ASSERT_EQ(::unlink(S("was-folder/inner").c_str()), 0);
-    ASSERT_EQ(::rmdir(S("was-folder").c_str()), 0);
-    writeBytes(S("was-folder"), "now a file");
+    for (const auto& [at, files] : folders) {
+        ASSERT_EQ(::unlink(S(at + "was-file").c_str()), 0);
+        ASSERT_EQ(::mkdir(S(at + "was-file").c_str(), 0755), 0);
+        ASSERT_EQ(::unlink(S(at + "was-folder/inner").c_str()), 0);
+        ASSERT_EQ(::rmdir(S(at + "was-folder").c_str()), 0);
+        writeBytes(S(at + "was-folder"), "now a file");
+        ASSERT_EQ(::unlink(S(at + "was-link").c_str()), 0);
+        writeBytes(S(at + "was-link"), "now a file too");
+        if (files > 0)
+            writeBytes(S(at + "f3"), "other content");
+    }
     MirrorOptions o = Options();
     o.deleteExtra = true;
     const MirrorResult r = Pass(o);
     EXPECT_EQ(r.ExitStatus(), 0) << failuresText(r);
-    EXPECT_TRUE(S_ISDIR(modeOf(T("was-file"))));
-    EXPECT_EQ(readBytes(T("was-folder")), "now a file");
+    EXPECT_EQ(r.copied, 2 + 3);
+    EXPECT_EQ(r.unchanged, 39);
+    for (const auto& [at, files] : folders) {
+        SCOPED_TRACE(at);
+        EXPECT_TRUE(S_ISDIR(modeOf(T(at + "was-file"))));
+        EXPECT_EQ(readBytes(T(at + "was-folder")), "now a file");
+        EXPECT_EQ(readBytes(T(at + "was-link")), "now a file too");
+        if (files > 0) {
+            EXPECT_EQ(readBytes(T(at + "f3")), "other content");
+        }
+    }
 }
 
 // Cancelled during a copy: the companion goes, the old target stays, the pass says so.

@@ -92,6 +92,14 @@ TEST_F(WatcherTest, MirrorsOneChangeByAPassOverOnlyThatFile)
     EXPECT_FALSE(full);
     EXPECT_EQ(partial.files, 1);
     EXPECT_EQ(partial.copied, 1);
+
+    // A full pass over the folder, now large on both sides, finds nothing to do.
+    watcher->RequestFullPass();
+    ASSERT_TRUE(WaitForPasses(3));
+    const auto [again, wasFull] = Result(2);
+    EXPECT_TRUE(wasFull);
+    EXPECT_EQ(again.unchanged, 50);
+    EXPECT_EQ(again.copied, 0);
 }
 
 TEST_F(WatcherTest, FollowsNewFoldersDeletionsAndWakeUps)

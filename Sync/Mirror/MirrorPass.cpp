@@ -17,9 +17,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <future>
 #include <thread>
 #include <ctime>
 #include <unistd.h>
+#include <unordered_map>
 #include <unordered_set>
 
 inline namespace KvSync_6_0 {
@@ -236,12 +238,23 @@ public:
     std::string targetRoot;
 
     /// One target folder being filled: its descriptor and, once needed, its working folder.
+    /// lstat results of a target folder's entries, by name.
+    using StatMap = std::unordered_map<std::string, std::pair<int, EntryStat>>;
+
     struct TargetFolder
     {
         int fd = -1;
         int workFd = -1;
         bool workMade = false;
+        /// The entries' lstat, taken on a thread of its own while this one reads the source,
+        /// as the two halves of a quick check are independent; invalid for small folders.
+        /// Declared last: its destructor waits for that thread before the folder can close.
+        std::future<StatMap> ahead;
+        StatMap stats;
     };
+
+    /// lstat of @p name in the target folder before the pass touches it: 0 or -errno.
+    int StatTarget(TargetFolder& target, const std::string& name, EntryStat& t);
 
     bool Stopping()
     {
@@ -290,9 +303,11 @@ public:
     void Fail(const std::string& path, const QString& cause);
 
     void SyncFolder(int sourceFd, int targetFd, const std::string& rel);
-    /// Mirrors one name of a folder; false when the name was excluded.
+    /// Mirrors one name of a folder; false when the name was excluded. @p taken: the name's
+    /// lstat result when the folder's were taken together, else null.
     bool SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
-        const std::string& name, const JournalRow* row);
+        const std::string& name, const JournalRow* row,
+        const std::pair<int, EntryStat>* taken = nullptr);
     void SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
         const std::string& name, const EntryStat& s, const JournalRow* row);
     void SyncLink(int sourceFd, TargetFolder& target, const std::string& rel,
@@ -436,6 +451,19 @@ void MirrorPass::Private::End()
     }
 }
 
+int MirrorPass::Private::StatTarget(TargetFolder& target, const std::string& name, EntryStat& t)
+{
+    if (target.fd < 0)
+        return -ENOENT;
+    if (target.ahead.valid())
+        target.stats = target.ahead.get();
+    const auto it = target.stats.find(name);
+    if (it == target.stats.end())
+        return fs::StatAt(target.fd, name.c_str(), t);
+    t = it->second.second;
+    return it->second.first;
+}
+
 void MirrorPass::Private::CloseFolder(TargetFolder& target)
 {
     if (target.workFd >= 0) {
@@ -502,9 +530,10 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
     std::sort(sourceEntries.begin(), sourceEntries.end(),
         [](const fs::FolderEntry& a, const fs::FolderEntry& b) { return a.name < b.name; });
 
+    // Before the folder object: the thread that stats ahead reads the entries until it ends.
+    std::vector<fs::FolderEntry> targetEntries;
     TargetFolder target;
     target.fd = targetFd;
-    std::vector<fs::FolderEntry> targetEntries;
     if (targetFd >= 0) {
         r = fs::ReadFolder(targetFd, targetEntries);
         if (r != 0) {
@@ -516,15 +545,39 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
             if (e.name == kWorkFolder && !options.dryRun)
                 fs::RemoveTreeAt(targetFd, kWorkFolder);
         }
+        // Below this size a thread costs more than the stats it would take over.
+        constexpr size_t kStatAheadEntries = 32;
+        if (targetEntries.size() >= kStatAheadEntries) {
+            target.ahead = std::async(std::launch::async, [targetFd, &targetEntries] {
+                StatMap stats;
+                stats.reserve(targetEntries.size());
+                for (const fs::FolderEntry& e : targetEntries) {
+                    EntryStat t;
+                    const int r = fs::StatAt(targetFd, e.name.c_str(), t);
+                    stats.emplace(e.name, std::make_pair(r, t));
+                }
+                return stats;
+            });
+        }
     }
 
     JournalFolder rows;
     if (journal && journal->IsOpen())
         journal->LoadFolder(rel, rows);
 
+    // While the target's entries are stat'ed on the other thread, this one takes the source's.
+    std::vector<std::pair<int, EntryStat>> sourceStats;
+    if (target.ahead.valid()) {
+        sourceStats.resize(sourceEntries.size());
+        for (size_t i = 0; i < sourceEntries.size(); ++i)
+            sourceStats[i].first
+                = fs::StatAt(sourceFd, sourceEntries[i].name.c_str(), sourceStats[i].second);
+    }
+
     std::unordered_map<std::string, bool> kept; // source names, true when excluded
     kept.reserve(sourceEntries.size());
-    for (const fs::FolderEntry& e : sourceEntries) {
+    for (size_t i = 0; i < sourceEntries.size(); ++i) {
+        const fs::FolderEntry& e = sourceEntries[i];
         if (e.name == kWorkFolder || e.name == kBackupFolder)
             continue;
         if (Stopping()) {
@@ -533,7 +586,8 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
         }
         auto it = rows.find(e.name);
         const bool included
-            = SyncEntry(sourceFd, target, rel, e.name, it == rows.end() ? nullptr : &it->second);
+            = SyncEntry(sourceFd, target, rel, e.name, it == rows.end() ? nullptr : &it->second,
+                sourceStats.empty() ? nullptr : &sourceStats[i]);
         kept.emplace(e.name, !included);
     }
     CloseFolder(target);
@@ -616,7 +670,7 @@ void MirrorPass::Private::DeleteFromTarget(
 }
 
 bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
-    const std::string& name, const JournalRow* row)
+    const std::string& name, const JournalRow* row, const std::pair<int, EntryStat>* taken)
 {
     const std::string path = joinPath(rel, name);
     if (Excluded(name)) {
@@ -628,7 +682,9 @@ bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const st
         return false;
     }
     EntryStat s;
-    int r = fs::StatAt(sourceFd, name.c_str(), s);
+    int r = taken ? taken->first : fs::StatAt(sourceFd, name.c_str(), s);
+    if (taken)
+        s = taken->second;
     if (r == -ENOENT)
         return true; // gone since the listing: nothing to mirror
     if (r != 0) {
@@ -674,7 +730,7 @@ void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, cons
     Fd child;
     if (target.fd >= 0) {
         EntryStat t;
-        int r = fs::StatAt(target.fd, name.c_str(), t);
+        int r = StatTarget(target, name, t);
         if (r == 0 && t.type != EntryStat::Folder && !options.dryRun) {
             // A file or link stands where the folder goes: the folder replaces it.
             r = fs::RemoveFileAt(target.fd, name.c_str());
@@ -733,7 +789,7 @@ void MirrorPass::Private::SyncLink(int sourceFd, TargetFolder& target, const std
         return;
     }
     EntryStat t;
-    const int tr = target.fd >= 0 ? fs::StatAt(target.fd, name.c_str(), t) : -ENOENT;
+    const int tr = StatTarget(target, name, t);
     if (tr == 0 && t.type == EntryStat::Link) {
         std::string existing;
         if (fs::ReadLinkAt(target.fd, name.c_str(), existing) == 0 && existing == text) {
@@ -831,7 +887,7 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
 {
     const std::string path = joinPath(rel, name);
     EntryStat t;
-    const int tr = target.fd >= 0 ? fs::StatAt(target.fd, name.c_str(), t) : -ENOENT;
+    const int tr = StatTarget(target, name, t);
     const bool targetIsFile = tr == 0 && t.type == EntryStat::File;
     if (tr == 0 && t.type == EntryStat::Folder && !options.deleteExtra) {
         Fail(path, QStringLiteral("a folder is in the way in the target"));
