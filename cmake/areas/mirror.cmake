@@ -22,7 +22,7 @@ endif()
 
 synccore_add_test(platformfstest SOURCES tests/platformfstest.cpp platform/PlatformFs_linux.cpp)
 synccore_add_test(mirrorpasstest SOURCES tests/mirrorpasstest.cpp tests/MirrorTestSupport.h
-    LIBS KvSyncMirror TIMEOUT 600)
+    LIBS KvSyncMirror CONCURRENT TIMEOUT 600)
 synccore_add_test(mirrorfaulttest SOURCES tests/mirrorfaulttest.cpp tests/MirrorTestSupport.h
     LIBS KvSyncMirror CONCURRENT TIMEOUT 600)
 synccore_add_test(mirrorwatchertest SOURCES tests/mirrorwatchertest.cpp tests/MirrorTestSupport.h
