@@ -135,8 +135,9 @@ struct KVSYNCMIRROR_EXPORT MirrorProgress
  *
  * Run() is synchronous and runs on the calling thread; callbacks run on it
  * too. In a large folder the target's entries are stat'ed on a short-lived
- * second thread while the calling thread stats the source's. Cancel() may be called from any thread; the pass then stops between
- * files (a large copy in progress is abandoned, its companion removed).
+ * second thread while the calling thread stats the source's. Cancel() may be
+ * called from any thread; the pass then stops between files (a large copy in
+ * progress is abandoned, its companion removed).
  */
 class KVSYNCMIRROR_EXPORT MirrorPass
 {
