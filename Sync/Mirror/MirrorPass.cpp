@@ -237,10 +237,10 @@ public:
     std::string sourceRoot;
     std::string targetRoot;
 
-    /// One target folder being filled: its descriptor and, once needed, its working folder.
     /// lstat results of a target folder's entries, by name.
     using StatMap = std::unordered_map<std::string, std::pair<int, EntryStat>>;
 
+    /// One target folder being filled: its descriptor and, once needed, its working folder.
     struct TargetFolder
     {
         int fd = -1;
@@ -681,10 +681,8 @@ bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const st
         Report(EntryAction::Excluded, path, 0);
         return false;
     }
-    EntryStat s;
+    EntryStat s = taken ? taken->second : EntryStat();
     int r = taken ? taken->first : fs::StatAt(sourceFd, name.c_str(), s);
-    if (taken)
-        s = taken->second;
     if (r == -ENOENT)
         return true; // gone since the listing: nothing to mirror
     if (r != 0) {

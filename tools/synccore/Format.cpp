@@ -45,6 +45,8 @@ bool Progress::wanted()
 
 void Progress::setTotals(qint64 bytes, int files)
 {
+    if (bytes == _bytesTotal && files == _filesTotal)
+        return;
     _bytesTotal = bytes;
     _filesTotal = files;
     _Draw(false);

@@ -29,6 +29,7 @@ public:
     explicit Progress(bool enabled);
     ~Progress();
 
+    /// Changes the totals; the same totals again cost nothing.
     void setTotals(qint64 bytes, int files);
     /// @p bytes more were read.
     void addBytes(qint64 bytes);

@@ -147,12 +147,8 @@ public:
             _pass = _single.get();
         }
         _pass->SetProgressCallback([this](const sync::mirror::MirrorProgress& p) {
-            // The totals arrive once, before anything is done; setting them draws the line.
-            if (p.bytesTotal != _bytesTotal || p.filesTotal != _filesTotal) {
-                _bytesTotal = p.bytesTotal;
-                _filesTotal = p.filesTotal;
-                _progress.setTotals(_bytesTotal, _filesTotal);
-            }
+            // The totals arrive once, before anything is done; the same again cost nothing.
+            _progress.setTotals(p.bytesTotal, p.filesTotal);
             _progress.setDone(p.bytesDone, p.filesDone);
         });
         _pass->SetEntryCallback([this](const MirrorEntry& e) { _Entry(e); });
@@ -240,8 +236,6 @@ private:
     std::unique_ptr<MirrorPass> _single; ///< without it
     MirrorPass* _pass = nullptr; ///< the one that runs
     Progress _progress;
-    qint64 _bytesTotal = 0; ///< the totals last handed to _progress
-    int _filesTotal = 0;
     log4cplus::Logger _logger;
     bool _failed = false;
     bool _partial = false;
