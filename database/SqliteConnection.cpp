@@ -108,6 +108,7 @@ void SqliteConnection::_Close()
     _statements.clear();
     _handle = nullptr;
     _database.close();
+    _depth = 0;
 }
 
 bool SqliteConnection::EnsureOpen()
@@ -208,27 +209,39 @@ bool SqliteConnection::CheckWritable()
     return Execute(QStringLiteral("ROLLBACK"));
 }
 
+QString SqliteConnection::_Savepoint(int depth)
+{
+    return QStringLiteral("nested%1").arg(depth);
+}
+
 bool SqliteConnection::Begin()
 {
-    if (!Execute(QStringLiteral("BEGIN IMMEDIATE")))
+    if (_depth > 0 && !TransactionIntact())
         return false;
-    _inTransaction = true;
+    if (!Execute(_depth == 0 ? QStringLiteral("BEGIN IMMEDIATE")
+                             : QStringLiteral("SAVEPOINT ") + _Savepoint(_depth)))
+        return false;
+    ++_depth;
     return true;
 }
 
 bool SqliteConnection::TransactionIntact()
 {
     // sqlite3_get_autocommit() is true again once SQLite rolled back on its own.
-    return !_inTransaction || !_handle || !sqlite3_get_autocommit(_handle);
+    return _depth == 0 || !_handle || !sqlite3_get_autocommit(_handle);
 }
 
 bool SqliteConnection::Commit()
 {
     if (!TransactionIntact()) {
-        _inTransaction = false; // the cause is already in LastError()
+        _depth = 0; // the cause is already in LastError(); savepoints went with it
         return false;
     }
-    _inTransaction = false;
+    if (_depth > 1) {
+        --_depth;
+        return Execute(QStringLiteral("RELEASE ") + _Savepoint(_depth));
+    }
+    _depth = 0;
     if (Execute(QStringLiteral("COMMIT")))
         return true;
     // SQLite rolls back by itself after an I/O error or a full disk, but
@@ -247,7 +260,14 @@ bool SqliteConnection::Commit()
 
 bool SqliteConnection::Rollback()
 {
-    _inTransaction = false;
+    if (_depth > 1 && TransactionIntact()) {
+        --_depth;
+        const QString savepoint = _Savepoint(_depth);
+        // ROLLBACK TO keeps the savepoint open: it is released after.
+        const bool undone = Execute(QStringLiteral("ROLLBACK TO ") + savepoint);
+        return Execute(QStringLiteral("RELEASE ") + savepoint) && undone;
+    }
+    _depth = 0;
     return Execute(QStringLiteral("ROLLBACK"));
 }
 

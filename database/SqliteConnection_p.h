@@ -122,15 +122,21 @@ public:
     /// Runs a statement whose rows, if any, are not needed (BEGIN, COMMIT, CREATE).
     bool Execute(const QString& text);
 
-    /// Starts an immediate transaction and remembers that one is open.
+    /**
+     * Starts an immediate transaction, or, inside one, a savepoint: two parts
+     * of a program that share this thread's connection can then each run
+     * their own transaction and still commit as one (the outer one).
+     */
     bool Begin();
     /**
-     * Commits the open transaction. When the commit fails and SQLite left the
-     * transaction open (a deferred constraint, a lock), it is rolled back, so
-     * that the connection is back in autocommit mode; LastError() keeps the
-     * commit's reason.
+     * Commits the innermost transaction. A savepoint's writes become part of
+     * the transaction around it and are only durable once that commits. When
+     * the outermost commit fails and SQLite left the transaction open (a
+     * deferred constraint, a lock), it is rolled back, so that the connection
+     * is back in autocommit mode; LastError() keeps the commit's reason.
      */
     bool Commit();
+    /// Undoes the innermost transaction: a savepoint's writes only, or everything.
     bool Rollback();
     /**
      * False, with LastError() left at its cause, when a transaction begun here
@@ -153,6 +159,7 @@ private:
     bool _Configure();
     QString _PragmaValue(const QString& pragma);
     void _Close();
+    static QString _Savepoint(int depth);
 
     QString _filePath;
     QString _connectionName;
@@ -168,7 +175,7 @@ private:
     std::unordered_map<QString, std::unique_ptr<SqliteStatement>, TextHash> _statements;
     QString _lastError;
     int _lastErrorCode = 0;
-    bool _inTransaction = false;
+    int _depth = 0; ///< open transactions: the outer one and its savepoints
 };
 
 /**

@@ -13,6 +13,7 @@
 #include <sys/un.h>
 
 #include <future>
+#include <thread>
 
 using namespace mirrortest;
 
@@ -300,6 +301,65 @@ TEST_F(MirrorPassTest, ReportsADamagedDatabase)
     EXPECT_FALSE(r.historyError.isEmpty());
     EXPECT_EQ(r.ExitStatus(), 1);
     EXPECT_EQ(readBytes(T("g")), "g");
+}
+
+// A reader of the database never sees a copy in the journal that the history lacks, or the
+// reverse: both commit in the same transactions. And a pass on a thread that runs no event
+// loop (the tool's) does not queue one request for the log's timer per row it adds.
+TEST_F(MirrorPassTest, CommitsJournalAndHistoryTogether)
+{
+    // Known files, then new ones among them in name order: more than one journal
+    // transaction holds.
+    constexpr int kKnown = 2100, kNew = 300;
+    const auto name = [](int i) {
+        char buffer[16];
+        std::snprintf(buffer, sizeof buffer, "f%05d", i);
+        return std::string(buffer);
+    };
+    for (int i = 0; i < kKnown; ++i)
+        writeBytes(S(name(i * 8 / 7 + 1)), "known");
+    int timerRequests = 0;
+    QObject::connect(
+        log.get(), &sync::interf::IActionLog::RequestStartTimer, log.get(),
+        [&](int) { ++timerRequests; }, Qt::DirectConnection);
+    ASSERT_EQ(Pass().copied, kKnown);
+    EXPECT_LT(timerRequests, 10);
+
+    // The journal is lost: the known files each add a journal row and no action row,
+    // between the copies of the new ones.
+    auto forget = database->CreateQuery();
+    ASSERT_TRUE(forget->prepare(QStringLiteral("DELETE FROM MirrorJournal")) && forget->exec());
+    for (int i = 0; i < kNew; ++i)
+        writeBytes(S(name(i * 8) + "-new"), "new");
+    const auto committed = [this](const char* sql) {
+        int n = -1;
+        std::thread([&] {
+            auto q = database->CreateQuery();
+            q->prepare(QString::fromLatin1(sql));
+            q->bindValue(QStringLiteral(":t"), int(sync::core::action::FileUploaded));
+            if (q->exec() && q->next())
+                n = q->value(0).toInt();
+        }).join();
+        return n;
+    };
+    int looks = 0, disagreements = 0, mostSeen = 0;
+    MirrorPass pass(Options(), log.get(), database, &matcher, nullptr);
+    pass.__TEST_ONLY_SetStageHook([&](MirrorPass::Stage stage, const QByteArray& path) {
+        if (stage != MirrorPass::Stage::Replaced || !path.endsWith("-new"))
+            return;
+        const int journal
+            = committed("SELECT COUNT(*) FROM MirrorJournal WHERE CAST(name AS TEXT) LIKE '%-new'");
+        const int history = committed("SELECT COUNT(*) FROM ActionLog WHERE actionType = :t"
+                                      " AND relatedItemName LIKE '%-new'");
+        ++looks;
+        disagreements += journal != history;
+        mostSeen = std::max(mostSeen, journal);
+    });
+    const MirrorResult r = pass.Run();
+    EXPECT_EQ(r.copied, kNew);
+    EXPECT_EQ(looks, kNew);
+    EXPECT_GT(mostSeen, 0) << "no batch was committed during the pass";
+    EXPECT_EQ(disagreements, 0);
 }
 
 // An unchanged pass trusts the journal (stat only); --checksum reads the content.

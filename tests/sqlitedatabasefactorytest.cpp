@@ -468,6 +468,41 @@ TEST(SqliteOpenTest, LaterFailuresReachTheCallerWithTheirKind)
     }).join();
 }
 
+// Two users of one thread's connection (the mirror journal and the action
+// log) each run a transaction; the inner one joins the outer one.
+TEST_F(SqliteTest, ATransactionInsideAnotherCommitsWithIt)
+{
+    const auto names = [&] {
+        QStringList out;
+        std::thread([&] {
+            auto q = run(
+                *factory, QStringLiteral("SELECT relatedItemName FROM ActionLog ORDER BY id"));
+            while (q && q->next())
+                out.append(q->value(0).toString());
+        }).join();
+        return out;
+    };
+    auto database = factory->GetDatabase();
+    for (const bool outerCommits : { true, false }) {
+        SCOPED_TRACE(outerCommits ? "outer commits" : "outer rolls back");
+        ASSERT_TRUE(run(*factory, QStringLiteral("DELETE FROM ActionLog")));
+        ASSERT_TRUE(database->transaction());
+        insertRow(*factory, QStringLiteral("outer"));
+        ASSERT_TRUE(database->transaction()) << factory->LastError().toStdString();
+        insertRow(*factory, QStringLiteral("undone"));
+        EXPECT_TRUE(database->rollback());
+        ASSERT_TRUE(database->transaction());
+        insertRow(*factory, QStringLiteral("inner"));
+        EXPECT_TRUE(database->commit());
+        EXPECT_EQ(names(), QStringList()) << "nothing is durable before the outer commit";
+        EXPECT_EQ(outerCommits ? database->commit() : database->rollback(), true);
+        EXPECT_EQ(names(),
+            outerCommits ? QStringList({ QStringLiteral("outer"), QStringLiteral("inner") })
+                         : QStringList());
+        EXPECT_FALSE(database->commit()) << "every level is closed";
+    }
+}
+
 // A deferred constraint refuses the COMMIT and SQLite keeps the transaction
 // open: the handle rolls it back, so the thread's next transaction is its own.
 TEST_F(SqliteTest, AFailedCommitIsRolledBackSoTheNextTransactionWorks)

@@ -47,6 +47,8 @@ MirrorJournal::MirrorJournal(std::shared_ptr<sync::core::SqliteDatabaseFactory> 
 
 MirrorJournal::~MirrorJournal()
 {
+    // Whatever the hook would write may be gone by now; its owner writes it.
+    _beforeCommit = nullptr;
     Finish();
 }
 
@@ -207,6 +209,8 @@ bool MirrorJournal::Finish()
     if (!_inTransaction)
         return _error.isEmpty();
     _inTransaction = false;
+    if (_beforeCommit)
+        _beforeCommit();
     auto db = _database->GetDatabase();
     if (!db->commit()) {
         _Fail(QStringLiteral("cannot commit the mirror journal"));

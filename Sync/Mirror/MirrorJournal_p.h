@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -43,7 +44,9 @@ using JournalFolder = std::unordered_map<std::string, JournalRow>;
  * serves any number of mirrors and a folder's rows come back in one query.
  * Writes are batched into transactions on the calling thread's connection; a
  * row is only written after the entry it describes is in place, so a crash
- * loses at most rows (a later full comparison), never claims a copy.
+ * loses at most rows (a later full comparison), never claims a copy. What the
+ * before-commit hook writes on the same connection (the action rows of the
+ * same entries) commits in the same transaction.
  */
 class MirrorJournal
 {
@@ -62,6 +65,8 @@ public:
     void Remove(const std::string& folder, const std::string& name);
     /// Commits what is pending. False when a write or the commit failed.
     bool Finish();
+    /// Runs inside each transaction just before it commits.
+    void SetBeforeCommit(std::function<void()> hook) { _beforeCommit = std::move(hook); }
 
     /// The first failure, empty when none.
     QString Error() const { return _error; }
@@ -75,6 +80,7 @@ private:
     bool _inTransaction = false;
     int _pending = 0;
     QString _error;
+    std::function<void()> _beforeCommit;
 };
 
 } // namespace mirror

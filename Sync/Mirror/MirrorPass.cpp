@@ -1,6 +1,7 @@
 #include "Sync/Mirror/MirrorPass.h"
 
 #include "Sync/Mirror/MirrorJournal_p.h"
+#include "Sync/SyncCore/ActionLog.h"
 #include "Sync/SyncCore/Consts.h"
 #include "Sync/SyncCore/FileNameMatcher.h"
 #include "database/SqliteDatabaseFactory.h"
@@ -211,6 +212,7 @@ class Q_DECL_HIDDEN MirrorPass::Private
 public:
     MirrorOptions options;
     sync::interf::IActionLog* log = nullptr;
+    sync::core::ActionLog* ownLog = nullptr; ///< the same, when it is the library's log
     std::shared_ptr<sync::core::SqliteDatabaseFactory> database;
     const sync::core::FileNameMatcher* matcher = nullptr;
     sync::interf::ICheckForExit* exit = nullptr;
@@ -298,6 +300,8 @@ public:
     /// An action whose type says it all (pass frames, folders made, removals): no details text.
     void LogPlain(
         sync::core::action::ActionType type, const std::string& path, const std::string& name);
+    /// After each row added to the log.
+    void Added();
     void Report(
         EntryAction action, const std::string& path, qint64 bytes, const QString& cause = {});
     void Fail(const std::string& path, const QString& cause);
@@ -341,9 +345,18 @@ void MirrorPass::Private::Log(sync::core::action::ActionType type, const std::st
         escaped.append(a.toHtmlEscaped());
     log->AddAction(type, displayText(path), displayText(name),
         sync::core::SyncDetails(log->BuildDetailsXml(details, escaped)));
+    Added();
+}
+
+void MirrorPass::Private::Added()
+{
+    // A thread that runs no event loop never takes the log's timer requests off its
+    // queue, and each addition while no timer runs adds one: they are delivered here.
+    if (ownLog)
+        ownLog->DeliverTimerRequests();
     // The log keeps its queue in memory until a flush: on a first pass of many files
-    // that would grow with the tree, so the queue is written every few thousand rows
-    // (the journal's open transaction first, as both use this thread's connection).
+    // that would grow with the tree, so the queue is written every few thousand rows,
+    // inside the journal's transaction when one is open.
     if (++rowsQueued % kRowsPerFlush == 0) {
         if (journal && !journal->Finish() && result.historyError.isEmpty())
             result.historyError = journal->Error();
@@ -357,7 +370,7 @@ void MirrorPass::Private::LogPlain(
     if (!log || options.dryRun)
         return;
     log->AddAction(type, displayText(path), displayText(name), sync::core::SyncDetails());
-    ++rowsQueued;
+    Added();
 }
 
 void MirrorPass::Private::Report(
@@ -422,6 +435,10 @@ void MirrorPass::Private::Begin()
                                       .arg(database->FilePath(), check->value(0).toString());
         }
         journal = std::make_unique<MirrorJournal>(database);
+        // The action rows of the entries whose journal rows commit go in the same
+        // transaction: the history and the journal never disagree on what was done.
+        if (log)
+            journal->SetBeforeCommit([this] { log->Flush(); });
         if (result.historyError.isEmpty() && !journal->Open(sourceRoot, targetRoot))
             result.historyError = journal->Error();
     }
@@ -430,15 +447,16 @@ void MirrorPass::Private::Begin()
 
 void MirrorPass::Private::End()
 {
+    if (log && !options.dryRun)
+        LogPlain(result.failed > 0 || !result.fatalError.isEmpty()
+                ? sync::core::action::SyncFailed
+                : sync::core::action::SyncCompleted,
+            std::string(), std::string());
     if (journal && !journal->Finish() && result.historyError.isEmpty())
         result.historyError = journal->Error();
     journal.reset();
     if (!log || options.dryRun)
         return;
-    LogPlain(result.failed > 0 || !result.fatalError.isEmpty() ? sync::core::action::SyncFailed
-                                                               : sync::core::action::SyncCompleted,
-        std::string(), std::string());
-    // ManageLogSize flushes the queue first, so every row of this pass is written after it.
     log->Flush();
     log->ManageLogSize();
     const int written = rowsWritten.load();
@@ -1065,6 +1083,7 @@ MirrorPass::MirrorPass(MirrorOptions options, sync::interf::IActionLog* log,
 {
     d->options = std::move(options);
     d->log = log;
+    d->ownLog = qobject_cast<sync::core::ActionLog*>(log);
     d->database = std::move(database);
     d->matcher = matcher;
     d->exit = exit;

@@ -6,6 +6,7 @@
 #include "interfaces/IQSqlDatabaseWrapper.h"
 #include "interfaces/IQSqlQueryWrapper.h"
 
+#include <QCoreApplication>
 #include <QDomDocument>
 #include <QDomElement>
 #include <QDomNodeList>
@@ -495,6 +496,14 @@ void ActionLog::KillTimerSlot(int timerId)
 void ActionLog::timerEvent(QTimerEvent*)
 {
     runGuarded("Flushing the action log", [this] { _d->FlushEventsToDb(); });
+}
+
+void ActionLog::DeliverTimerRequests()
+{
+    // Only the timer holder's queued calls: anything else of the thread runs when its
+    // owner returns to the event loop, as it expects.
+    if (thread() == QThread::currentThread())
+        QCoreApplication::sendPostedEvents(_d->timer, QEvent::MetaCall);
 }
 
 // --- writing ----------------------------------------------------------------------

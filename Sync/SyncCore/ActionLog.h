@@ -146,6 +146,14 @@ public:
     bool ManageLogSize() override;
     /// Writes every queued action now, in one transaction, on the calling thread.
     void Flush() override;
+    /**
+     * Runs the timer requests queued for this log, when called on its own
+     * thread; does nothing on another. For a long job that adds actions on
+     * the log's thread without returning to its event loop: every addition
+     * while no timer runs queues a request, and only the event loop would
+     * take them off the queue, so they would pile up for the whole job.
+     */
+    void DeliverTimerRequests();
     /// Flushes, then deletes every row.
     bool __TEST_ONLY_ClearAllActionsFromLog() override;
 
