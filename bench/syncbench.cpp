@@ -1,6 +1,6 @@
 // The mirror pass against rsync on the same trees in the same run, each as a
-// whole process as a user runs them: `rsync -a` (its quick check) beside our
-// pass, and `rsync -a --checksum` beside our --checksum pass. Median of
+// whole process as a user runs them: `rsync -a` (its quick check) beside
+// `synccore sync`, and `rsync -a --checksum` beside `synccore sync --checksum`. Median of
 // SYNCBENCH_RUNS runs (5). Printed: seconds of each, the ratio beside its
 // target, CPU cost per file and per MiB, peak memory at two tree sizes, and
 // the time from one write to the file being in place under the watcher.
@@ -198,7 +198,8 @@ std::vector<std::string> command(Tool tool, bool checksum, const std::string& so
     const std::string& target, const std::string& db)
 {
     if (tool == Ours) {
-        std::vector<std::string> c { MIRROR_RUN_PATH, source, target, db };
+        std::vector<std::string> c { SYNCCORE_TOOL_PATH, "sync", "--quiet", "--db", db, source,
+            target };
         if (checksum)
             c.push_back("--checksum");
         return c;
@@ -337,6 +338,9 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
+    // The tool reads its settings and writes its log file under these: never the user's.
+    for (const char* variable : { "HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME" })
+        ::setenv(variable, work("home").c_str(), 1);
     for (int tree : { 0, 1 }) {
         for (int pass : { 0, 1, 2 }) {
             for (int tool : { 0, 1 }) {

@@ -35,17 +35,3 @@ if(TARGET mirrorfaulttest)
         MIRROR_KILL_HELPER="$<TARGET_FILE:mirrorkillhelper>"
         MIRROR_WRITER_HELPER="$<TARGET_FILE:mirrorwriterhelper>")
 endif()
-
-# The benchmark runs passes as whole processes, as rsync runs; this small
-# driver is the engine's process until the tool calls it.
-if(SYNCCORE_BUILD_BENCHMARKS)
-    add_executable(mirrorrun bench/mirrorrun.cpp)
-    target_link_libraries(mirrorrun PRIVATE KvSyncMirror KvSyncCore Qt6::Core)
-    synccore_warnings(mirrorrun)
-    add_dependencies(synccore_benchmarks mirrorrun)
-    if(TARGET bench_sync)
-        target_link_libraries(bench_sync PRIVATE KvSyncMirror)
-        target_compile_definitions(bench_sync PRIVATE MIRROR_RUN_PATH="$<TARGET_FILE:mirrorrun>")
-        add_dependencies(bench_sync mirrorrun)
-    endif()
-endif()
