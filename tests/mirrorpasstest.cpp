@@ -365,26 +365,35 @@ TEST_F(MirrorPassTest, CommitsJournalAndHistoryTogether)
 // An unchanged pass trusts the journal (stat only); --checksum reads the content.
 TEST_F(MirrorPassTest, UnchangedPassOnlyStatsAndChecksumReadsContent)
 {
-    writeBytes(S("f"), "original");
-    ASSERT_EQ(Pass().copied, 1);
-    EXPECT_EQ(CountRows(QStringLiteral("MirrorJournal")), 1);
-    // Change the target behind the journal's back, keeping size, time and inode.
-    const int64_t t = mtimeNs(T("f"));
+    // A change in the first bytes, and one in the last bytes of a file read in many pieces.
+    const struct
     {
-        const int fd = ::open(T("f").c_str(), O_WRONLY);
-        ASSERT_EQ(::pwrite(fd, "ORIGINAL", 8, 0), 8);
+        const char* name;
+        size_t size;
+        size_t at;
+    } cases[] = { { "small", 8, 0 }, { "large", (1 << 20) * 3 + 5, (1 << 20) * 3 + 4 } };
+    for (const auto& c : cases)
+        writeBytes(S(c.name), std::string(c.size, 'o'));
+    ASSERT_EQ(Pass().copied, 2);
+    EXPECT_EQ(CountRows(QStringLiteral("MirrorJournal")), 2);
+    // Change the targets behind the journal's back, keeping size, time and inode.
+    for (const auto& c : cases) {
+        const int64_t t = mtimeNs(T(c.name));
+        const int fd = ::open(T(c.name).c_str(), O_WRONLY);
+        ASSERT_EQ(::pwrite(fd, "O", 1, off_t(c.at)), 1);
         ::close(fd);
+        setMtime(T(c.name), t / 1000000000, long(t % 1000000000));
     }
-    setMtime(T("f"), t / 1000000000, long(t % 1000000000));
     const MirrorResult quick = Pass();
-    EXPECT_EQ(quick.unchanged, 1);
-    EXPECT_EQ(readBytes(T("f")), "ORIGINAL") << "an unchanged pass must not read the files";
+    EXPECT_EQ(quick.unchanged, 2);
+    EXPECT_EQ(readBytes(T("small")), "Oooooooo") << "an unchanged pass must not read the files";
 
     MirrorOptions o = Options();
     o.checksum = true;
     const MirrorResult checked = Pass(o);
-    EXPECT_EQ(checked.copied, 1);
-    EXPECT_EQ(readBytes(T("f")), "original");
+    EXPECT_EQ(checked.copied, 2);
+    for (const auto& c : cases)
+        EXPECT_EQ(readBytes(T(c.name)), std::string(c.size, 'o')) << c.name;
 }
 
 // Without its journal a pass compares content: slower once, never wrong.

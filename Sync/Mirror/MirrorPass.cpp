@@ -35,7 +35,7 @@ using fs::EntryStat;
 namespace {
 
 constexpr size_t kNameMax = NAME_MAX;
-constexpr size_t kCompareChunk = 1 << 20;
+constexpr size_t kCompareChunk = 1 << 16;
 constexpr int kRowsPerFlush = 2000;
 const char kWorkFolder[] = ".{SyncTemp}";
 const char kBackupFolder[] = ".{SyncBackup}";
