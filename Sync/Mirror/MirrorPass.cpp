@@ -1,5 +1,6 @@
 #include "Sync/Mirror/MirrorPass.h"
 
+#include "Sync/Mirror/MirrorCopy_p.h"
 #include "Sync/Mirror/MirrorJournal_p.h"
 #include "Sync/SyncCore/ActionLog.h"
 #include "Sync/SyncCore/Consts.h"
@@ -19,8 +20,6 @@
 #include <climits>
 #include <cstring>
 #include <future>
-#include <thread>
-#include <ctime>
 #include <unistd.h>
 #include <unordered_map>
 #include <unordered_set>
@@ -146,55 +145,10 @@ const char* typeName(EntryStat::Type type)
     }
 }
 
-// Files modified more recently than this are verified after the copy.
-constexpr int64_t kHotNs = 2000000000;
-
-int64_t nowNs()
-{
-    struct timespec t;
-    clock_gettime(CLOCK_REALTIME, &t);
-    return int64_t(t.tv_sec) * 1000000000 + t.tv_nsec;
-}
-
-// MD5 of a whole open file, read with pread from its start; empty on a read error.
-std::string digestFd(int fd)
-{
-    QCryptographicHash hash(QCryptographicHash::Md5);
-    thread_local std::unique_ptr<char[]> buffer(new char[kCompareChunk]);
-    for (off_t at = 0;;) {
-        const ssize_t n = pread(fd, buffer.get(), kCompareChunk, at);
-        if (n < 0)
-            return std::string();
-        if (n == 0)
-            break;
-        hash.addData(QByteArrayView(buffer.get(), n));
-        at += n;
-    }
-    const QByteArray r = hash.result();
-    return std::string(r.constData(), size_t(r.size()));
-}
-
 std::string joinPath(const std::string& folder, const std::string& name)
 {
     return folder.empty() ? name : folder + '/' + name;
 }
-
-struct Fd
-{
-    int fd = -1;
-    Fd() = default;
-    explicit Fd(int f)
-        : fd(f)
-    { }
-    ~Fd() { fs::Close(fd); }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    void reset(int f)
-    {
-        fs::Close(fd);
-        fd = f;
-    }
-};
 
 } // namespace
 
@@ -248,6 +202,9 @@ public:
         int fd = -1;
         int workFd = -1;
         bool workMade = false;
+        /// Copies handed to the workers and not yet applied: the folder's times, its
+        /// descriptors and its listing wait for them.
+        int copiesPending = 0;
         /// The entries' lstat, taken on a thread of its own while this one reads the source,
         /// as the two halves of a quick check are independent; invalid for small folders.
         /// Declared last: its destructor waits for that thread before the folder can close.
@@ -277,18 +234,32 @@ public:
             progress(done);
     }
 
-    /// What the copy loop is handed between chunks: the pass and its count of bytes copied.
-    struct CopyWatch
+    /// A copy on this thread reports its progress and stops between chunks when asked to.
+    static bool CopyStep(void* context, int64_t copied)
     {
-        Private* pass;
-        const int64_t* copied;
-    };
-    static bool CopyStep(void* context)
-    {
-        auto* watch = static_cast<CopyWatch*>(context);
-        watch->pass->FileRead(*watch->copied);
-        return watch->pass->Stopping();
+        auto* pass = static_cast<Private*>(context);
+        pass->FileRead(copied);
+        return pass->Stopping();
     }
+    static void CopyStage(void* context, MirrorPass::Stage stage)
+    {
+        auto* pass = static_cast<Private*>(context);
+        pass->Stage(stage, pass->copyPath);
+    }
+    /// The workers' view of a cancel: Cancel() and the exit manager may be asked from any thread.
+    static bool WorkerStop(void* context) { return static_cast<Private*>(context)->Stopping(); }
+    /// The path of the file copied on this thread, for the stage hook.
+    std::string copyPath;
+
+    /// Small files are copied on worker threads while this one walks on; created with the
+    /// first such copy, joined when the pass ends. Declared after what WorkerStop reads.
+    std::unique_ptr<CopyPool> copier;
+    /// Puts a finished copy's outcome into the journal, the history and the result.
+    void ApplyCopy(const CopyJob& job, const CopyOutcome& outcome);
+    /// Applies the workers' finished copies, oldest first; with @p wait, the oldest at least.
+    void TakeCopies(bool wait);
+    /// Returns once every copy handed over for @p target has been applied.
+    void WaitForCopies(TargetFolder& target);
 
     void Count(int folderFd);
 
@@ -312,7 +283,8 @@ public:
     bool SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
         const std::string& name, const JournalRow* row,
         const std::pair<int, EntryStat>* taken = nullptr);
-    void SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
+    /// True when the copy went to a worker: its outcome, progress included, is applied later.
+    bool SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
         const std::string& name, const EntryStat& s, const JournalRow* row);
     void SyncLink(int sourceFd, TargetFolder& target, const std::string& rel,
         const std::string& name, const EntryStat& s, const JournalRow* row);
@@ -447,6 +419,8 @@ void MirrorPass::Private::Begin()
 
 void MirrorPass::Private::End()
 {
+    // Each folder has applied its copies before it closed: the workers are idle, and end here.
+    copier.reset();
     if (log && !options.dryRun)
         LogPlain(result.failed > 0 || !result.fatalError.isEmpty()
                 ? sync::core::action::SyncFailed
@@ -484,6 +458,7 @@ int MirrorPass::Private::StatTarget(TargetFolder& target, const std::string& nam
 
 void MirrorPass::Private::CloseFolder(TargetFolder& target)
 {
+    WaitForCopies(target);
     if (target.workFd >= 0) {
         fs::Close(target.workFd);
         target.workFd = -1;
@@ -716,7 +691,8 @@ bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const st
         result.bytes += s.size;
         fileStart = done.bytesDone;
         fileSize = s.size;
-        SyncFile(sourceFd, target, rel, name, s, row);
+        if (SyncFile(sourceFd, target, rel, name, s, row))
+            break;
         ++done.filesDone;
         done.bytesDone = fileStart + s.size;
         if (progress)
@@ -898,7 +874,7 @@ bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::str
     return same;
 }
 
-void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
+bool MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
     const std::string& name, const EntryStat& s, const JournalRow* row)
 {
     const std::string path = joinPath(rel, name);
@@ -907,7 +883,7 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
     const bool targetIsFile = tr == 0 && t.type == EntryStat::File;
     if (tr == 0 && t.type == EntryStat::Folder && !options.deleteExtra) {
         Fail(path, QStringLiteral("a folder is in the way in the target"));
-        return;
+        return false;
     }
 
     // The journal vouches for the content only while both sides are exactly as it recorded them.
@@ -930,17 +906,17 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
             same = SameContent(sourceFd, target.fd, name, hashIt, digest, &readError);
             if (readError) {
                 Fail(path, QStringLiteral("cannot read the file"));
-                return;
+                return false;
             }
             if (Stopping()) {
                 result.interrupted = true;
-                return;
+                return false;
             }
         }
         if (same) {
             ++result.unchanged;
             if (options.dryRun)
-                return;
+                return false;
             bool touched = false;
             if (t.mode != s.mode) {
                 fs::SetModeAt(target.fd, name.c_str(), s.mode);
@@ -958,7 +934,7 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
                     rel, name, s, t, std::string(), digest.empty() && row ? row->digest : digest);
             if (touched)
                 Report(EntryAction::Updated, path, 0);
-            return;
+            return false;
         }
     }
 
@@ -966,114 +942,123 @@ void MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
         ++result.copied;
         result.bytesCopied += s.size;
         Report(EntryAction::Copied, path, s.size);
-        return;
+        return false;
     }
     if (!EnsureWorkFolder(target, path))
-        return;
-    const std::string companion = companionName(name);
-    const int attempts = std::max(1, options.changeRetries);
-    QString lastCause;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (attempt > 0)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20 * attempt));
-        Fd in(fs::OpenFileForReadAt(sourceFd, name.c_str()));
-        if (in.fd < 0) {
-            if (in.fd == -ELOOP || in.fd == -ENODEV)
-                lastCause = QStringLiteral("it stopped being a regular file while it was copied");
-            else
-                lastCause = QStringLiteral("cannot read: %1").arg(errorText(in.fd));
-            if (in.fd == -EACCES || in.fd == -EPERM || in.fd == -ENOENT)
-                break;
-            continue;
-        }
-        EntryStat before;
-        fs::StatFd(in.fd, before);
-        Fd out(fs::CreateFileAt(target.workFd, companion.c_str(), 0600));
-        if (out.fd < 0) {
-            lastCause = QStringLiteral("cannot write the companion: %1").arg(errorText(out.fd));
-            break;
-        }
-        Stage(MirrorPass::Stage::CompanionOpened, path);
-        int64_t copied = 0;
-        CopyWatch watch { this, &copied };
-        int r = fs::CopyData(in.fd, out.fd, copied, &Private::CopyStep, &watch);
-        if (r == -ECANCELED) {
-            fs::RemoveFileAt(target.workFd, companion.c_str());
-            result.interrupted = true;
-            return;
-        }
-        if (r != 0) {
-            fs::RemoveFileAt(target.workFd, companion.c_str());
-            lastCause = QStringLiteral("cannot copy: %1").arg(errorText(r));
-            break;
-        }
-        EntryStat after;
-        fs::StatFd(in.fd, after);
-        if (after.size != before.size || after.mtimeNs != before.mtimeNs
-            || after.ctimeNs != before.ctimeNs || copied != after.size) {
-            fs::RemoveFileAt(target.workFd, companion.c_str());
-            lastCause
-                = QStringLiteral("it changed while it was copied (%1 attempts)").arg(attempt + 1);
-            continue;
-        }
-        // A file written within the last moments may have changed inside the file system's
-        // timestamp granularity without its times showing it: the copy is checked against a
-        // re-read of the source.
-        std::string digest;
-        if (nowNs() - before.mtimeNs < kHotNs) {
-            const std::string written = digestFd(out.fd);
-            digest = digestFd(in.fd);
-            EntryStat again;
-            fs::StatFd(in.fd, again);
-            if (written.empty() || written != digest || again.mtimeNs != before.mtimeNs
-                || again.ctimeNs != before.ctimeNs || again.size != before.size) {
-                fs::RemoveFileAt(target.workFd, companion.c_str());
-                lastCause = QStringLiteral("it changed while it was copied (%1 attempts)")
-                                .arg(attempt + 1);
-                continue;
-            }
-        }
-        fs::SetModeFd(out.fd, before.mode);
-        fs::SetTimesFd(out.fd, before.mtimeNs);
-        // Replacing an older file: its content must not be lost to a crash, so the new one
-        // is on disk before the rename makes it the only one.
-        if (tr == 0) {
-            r = fs::Flush(out.fd);
-            if (r != 0) {
-                fs::RemoveFileAt(target.workFd, companion.c_str());
-                lastCause = QStringLiteral("cannot write: %1").arg(errorText(r));
-                break;
-            }
-        }
-        Stage(MirrorPass::Stage::CompanionWritten, path);
-        if (tr == 0 && t.type == EntryStat::Folder)
-            fs::RemoveTreeAt(target.fd, name.c_str());
-        r = fs::ReplaceAt(target.workFd, companion.c_str(), target.fd, name.c_str());
-        if (r != 0) {
-            fs::RemoveFileAt(target.workFd, companion.c_str());
-            lastCause = QStringLiteral("cannot put it in place: %1").arg(errorText(r));
-            break;
-        }
-        Stage(MirrorPass::Stage::Replaced, path);
-        EntryStat placed;
-        fs::StatFd(out.fd, placed);
-        EntryStat source = s;
-        source.inode = before.inode;
-        source.device = before.device;
-        source.mtimeNs = before.mtimeNs;
-        source.size = before.size;
-        source.mode = before.mode;
-        PutJournal(rel, name, source, placed, std::string(), digest);
-        Stage(MirrorPass::Stage::JournalWritten, path);
-        ++result.copied;
-        result.bytesCopied += copied;
-        Log(sync::core::action::FileUploaded, path, name,
-            sync::core::actionDetails::FileTransferred,
-            { displayText(path), QString::number(copied) });
-        Report(EntryAction::Copied, path, copied);
+        return false;
+    CopyJob job;
+    job.sourceFd = sourceFd;
+    job.targetFd = target.fd;
+    job.workFd = target.workFd;
+    job.rel = rel;
+    job.name = name;
+    job.companion = companionName(name);
+    job.source = s;
+    job.replacing = tr == 0;
+    job.folderInTheWay = tr == 0 && t.type == EntryStat::Folder;
+    job.attempts = std::max(1, options.changeRetries);
+    job.folder = &target;
+    // Most of a small file's copy is the kernel's (create, write, rename), which a worker
+    // overlaps with this thread's stats and history. Below one chunk of the copy loop, a
+    // file never reported progress within its copy anyway, and a cancel waits for at most
+    // a few of them. Larger files stay here, to report as they go and stop mid-copy. The
+    // stage hook's points must come in order from this thread.
+    constexpr int64_t kWorkerCopyBelow = 1 << 20;
+    if (s.size < kWorkerCopyBelow && !stageHook && !job.folderInTheWay) {
+        // Enough to keep the workers busy while this thread flushes the history, small
+        // enough that memory stays flat on any tree.
+        constexpr size_t kCopiesInFlight = 64;
+        // One worker: this thread also copies whenever it would otherwise wait for it, so
+        // two threads copy at once already; a second worker was no faster and only adds
+        // switches between threads.
+        constexpr int kCopyThreads = 1;
+        if (!copier)
+            copier = std::make_unique<CopyPool>(kCopyThreads, &Private::WorkerStop, this);
+        while (copier->InFlight() >= kCopiesInFlight)
+            TakeCopies(true);
+        copier->Submit(std::move(job));
+        ++target.copiesPending;
+        TakeCopies(false);
+        return true;
+    }
+    copyPath = path;
+    CopyHooks hooks;
+    hooks.step = &Private::CopyStep;
+    hooks.stage = stageHook ? &Private::CopyStage : nullptr;
+    hooks.context = this;
+    const CopyOutcome outcome = CopyFile(job, hooks);
+    ApplyCopy(job, outcome);
+    return false;
+}
+
+void MirrorPass::Private::ApplyCopy(const CopyJob& job, const CopyOutcome& o)
+{
+    const std::string path = joinPath(job.rel, job.name);
+    if (o.interrupted) {
+        result.interrupted = true;
         return;
     }
-    Fail(path, lastCause);
+    switch (o.failure) {
+    case CopyOutcome::None:
+        break;
+    case CopyOutcome::NotRegular:
+        Fail(path, QStringLiteral("it stopped being a regular file while it was copied"));
+        return;
+    case CopyOutcome::CannotRead:
+        Fail(path, QStringLiteral("cannot read: %1").arg(errorText(o.errorCode)));
+        return;
+    case CopyOutcome::CannotCreate:
+        Fail(path, QStringLiteral("cannot write the companion: %1").arg(errorText(o.errorCode)));
+        return;
+    case CopyOutcome::CannotCopy:
+        Fail(path, QStringLiteral("cannot copy: %1").arg(errorText(o.errorCode)));
+        return;
+    case CopyOutcome::Changed:
+        Fail(path, QStringLiteral("it changed while it was copied (%1 attempts)").arg(o.attempts));
+        return;
+    case CopyOutcome::CannotFlush:
+        Fail(path, QStringLiteral("cannot write: %1").arg(errorText(o.errorCode)));
+        return;
+    case CopyOutcome::CannotPlace:
+        Fail(path, QStringLiteral("cannot put it in place: %1").arg(errorText(o.errorCode)));
+        return;
+    }
+    EntryStat source = job.source;
+    source.inode = o.before.inode;
+    source.device = o.before.device;
+    source.mtimeNs = o.before.mtimeNs;
+    source.size = o.before.size;
+    source.mode = o.before.mode;
+    PutJournal(job.rel, job.name, source, o.placed, std::string(), o.digest);
+    Stage(MirrorPass::Stage::JournalWritten, path);
+    ++result.copied;
+    result.bytesCopied += o.copied;
+    Log(sync::core::action::FileUploaded, path, job.name,
+        sync::core::actionDetails::FileTransferred,
+        { displayText(path), QString::number(o.copied) });
+    Report(EntryAction::Copied, path, o.copied);
+}
+
+void MirrorPass::Private::TakeCopies(bool wait)
+{
+    CopyJob job;
+    CopyOutcome outcome;
+    while (copier && copier->TakeDone(wait, job, outcome)) {
+        wait = false;
+        ApplyCopy(job, outcome);
+        --static_cast<TargetFolder*>(job.folder)->copiesPending;
+        // Counted here rather than when the walk met the file: progress only moves forward.
+        ++done.filesDone;
+        done.bytesDone += job.source.size;
+        if (progress)
+            progress(done);
+    }
+}
+
+void MirrorPass::Private::WaitForCopies(TargetFolder& target)
+{
+    while (target.copiesPending > 0)
+        TakeCopies(true);
 }
 
 MirrorPass::MirrorPass(MirrorOptions options, sync::interf::IActionLog* log,

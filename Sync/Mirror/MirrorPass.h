@@ -93,7 +93,9 @@ struct KVSYNCMIRROR_EXPORT MirrorResult
     QString fatalError;
     /// Set when the history is not whole: action rows lost or the database damaged.
     QString historyError;
-    QVector<MirrorFailure> failures; ///< one per entry not mirrored, in walk order
+    /// One per entry not mirrored, in walk order but for small files, which come when
+    /// their copy ends.
+    QVector<MirrorFailure> failures;
 
     /// 0 success, 1 failure (fatal or history), 23 completed with per-entry failures.
     /// An interrupted pass is the caller's to map (128 + the signal).
@@ -135,9 +137,14 @@ struct KVSYNCMIRROR_EXPORT MirrorProgress
  *
  * Run() is synchronous and runs on the calling thread; callbacks run on it
  * too. In a large folder the target's entries are stat'ed on a short-lived
- * second thread while the calling thread stats the source's. Cancel() may be
- * called from any thread; the pass then stops between files (a large copy in
- * progress is abandoned, its companion removed).
+ * second thread while the calling thread stats the source's. Files below
+ * 1 MiB are copied on a worker thread of the pass while the calling thread
+ * walks on (which copies some too rather than wait for the worker); each is
+ * reported (callbacks, history, failures) on the calling thread when its copy
+ * ends, so after entries that follow it in the walk, but always before its
+ * folder's walk ends. Cancel() may be called from any thread; the pass then
+ * stops between files (a large copy in progress is abandoned, and so are
+ * small copies not yet begun; no companion is left behind).
  */
 class KVSYNCMIRROR_EXPORT MirrorPass
 {

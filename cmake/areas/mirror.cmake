@@ -7,6 +7,8 @@ synccore_add_library(KvSyncMirror EXPORT_NAME Mirror)
 target_sources(KvSyncMirror PRIVATE
     Sync/Mirror/MirrorPass.h
     Sync/Mirror/MirrorPass.cpp
+    Sync/Mirror/MirrorCopy_p.h
+    Sync/Mirror/MirrorCopy.cpp
     Sync/Mirror/MirrorJournal_p.h
     Sync/Mirror/MirrorJournal.cpp
     Sync/Mirror/MirrorWatcher.h
