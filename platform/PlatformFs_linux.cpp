@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -171,7 +172,7 @@ int ReadFolder(int folderFd, std::vector<FolderEntry>& out)
 {
     if (lseek(folderFd, 0, SEEK_SET) < 0)
         return -errno;
-    alignas(8) char buffer[32768];
+    alignas(64) char buffer[32768];
     for (;;) {
         const long n = syscall(SYS_getdents64, folderFd, buffer, sizeof buffer);
         if (n < 0)
@@ -289,7 +290,7 @@ int CopyData(int in, int out, int64_t& copied, bool (*shouldStop)(void*), void* 
     constexpr size_t kChunk = 8 << 20;
     copied = 0;
     bool kernelCopy = true;
-    std::vector<char> buffer;
+    std::unique_ptr<ReadBuffer> buffer;
     for (;;) {
         if (shouldStop && shouldStop(context))
             return -ECANCELED;
@@ -308,12 +309,12 @@ int CopyData(int in, int out, int64_t& copied, bool (*shouldStop)(void*), void* 
                 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP
                     || errno == EBADF)) {
                 kernelCopy = false;
-                buffer.resize(1 << 20);
+                buffer = std::make_unique<ReadBuffer>(1 << 20);
                 continue;
             }
             return -errno;
         }
-        const ssize_t n = read(in, buffer.data(), buffer.size());
+        const ssize_t n = read(in, buffer->data(), buffer->size());
         if (n < 0) {
             if (errno == EINTR)
                 continue;
@@ -322,7 +323,7 @@ int CopyData(int in, int out, int64_t& copied, bool (*shouldStop)(void*), void* 
         if (n == 0)
             return 0;
         for (ssize_t done = 0; done < n;) {
-            const ssize_t w = write(out, buffer.data() + done, size_t(n - done));
+            const ssize_t w = write(out, buffer->data() + done, size_t(n - done));
             if (w < 0) {
                 if (errno == EINTR)
                     continue;

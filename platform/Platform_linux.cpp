@@ -2,6 +2,7 @@
 // order of Platform.h.
 
 #include "platform/Platform.h"
+#include "platform/PlatformFs.h"
 
 #include <QDir>
 #include <QFile>
@@ -363,14 +364,14 @@ bool copyBytes(int in, int out)
         break; // nothing moved yet: the loop below starts from the same offsets
     }
     constexpr size_t bufferBytes = 256 * 1024;
-    std::unique_ptr<char[]> buffer(new char[bufferBytes]);
+    const fs::ReadBuffer buffer(bufferBytes);
     for (;;) {
-        const ssize_t n = ::read(in, buffer.get(), bufferBytes);
+        const ssize_t n = ::read(in, buffer.data(), bufferBytes);
         if (n == 0)
             return true;
         if (n < 0 && errno == EINTR)
             continue;
-        if (n < 0 || !writeAll(out, QByteArray::fromRawData(buffer.get(), qsizetype(n))))
+        if (n < 0 || !writeAll(out, QByteArray::fromRawData(buffer.data(), qsizetype(n))))
             return false;
     }
 }

@@ -34,14 +34,14 @@ int64_t nowNs()
 std::string digestFd(int fd)
 {
     QCryptographicHash hash(QCryptographicHash::Md5);
-    thread_local std::unique_ptr<char[]> buffer(new char[kDigestChunk]);
+    thread_local fs::ReadBuffer buffer(kDigestChunk);
     for (off_t at = 0;;) {
-        const ssize_t n = pread(fd, buffer.get(), kDigestChunk, at);
+        const ssize_t n = pread(fd, buffer.data(), kDigestChunk, at);
         if (n < 0)
             return std::string();
         if (n == 0)
             break;
-        hash.addData(QByteArrayView(buffer.get(), n));
+        hash.addData(QByteArrayView(buffer.data(), n));
         at += n;
     }
     const QByteArray r = hash.result();

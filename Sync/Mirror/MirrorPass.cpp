@@ -177,7 +177,7 @@ public:
     QVector<QRegularExpression> extraExcludes;
     std::atomic<bool> cancel { false };
     std::atomic<int> rowsWritten { 0 };
-    std::unique_ptr<char[]> compareBuffer;
+    std::unique_ptr<fs::ReadBuffer> compareBuffer;
     QMetaObject::Connection rowsConnection;
     /// Excluded paths already in the history: a watcher's passes record each once per run.
     std::unordered_set<std::string> exclusionsRecorded;
@@ -833,9 +833,9 @@ bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::str
     QCryptographicHash hash(QCryptographicHash::Md5);
     if (!compareBuffer) {
         // Once per pass, not per file: fresh megabytes per file cost more than reading small files.
-        compareBuffer.reset(new char[2 * kCompareChunk]);
+        compareBuffer = std::make_unique<fs::ReadBuffer>(2 * kCompareChunk);
     }
-    char* x = compareBuffer.get();
+    char* x = compareBuffer->data();
     char* y = x + kCompareChunk;
     bool same = b.fd >= 0;
     for (qint64 total = 0;;) {

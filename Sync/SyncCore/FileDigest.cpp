@@ -37,7 +37,8 @@ QByteArray FileDigestHex(const QString& path, DigestAlgorithm algorithm)
     const EVP_MD* type = algorithm == DigestAlgorithm::Sha1 ? EVP_sha1() : EVP_md5();
     if (!context || EVP_DigestInit_ex(context.get(), type, nullptr) != 1)
         return QByteArray();
-    char chunk[ChunkBytes];
+    // Aligned: the kernel's copy into it is several times slower on some processors if not.
+    alignas(64) char chunk[ChunkBytes];
     for (;;) {
         const qint64 got = platform::ReadFile(file.fd, chunk, ChunkBytes);
         if (got == 0)

@@ -4,6 +4,7 @@
 #include "Format.h"
 
 #include "CloudUtil/GeneralUtil.h"
+#include "platform/PlatformFs.h"
 
 #include <QFileInfo>
 #include <QTemporaryFile>
@@ -24,10 +25,10 @@ QString writeCompanion(const QString& source, const QString& target, tool::Progr
         return QString();
     }
     progress.setTotals(in.size(), 1);
-    QByteArray buffer(1 << 20, Qt::Uninitialized);
+    const platform::fs::ReadBuffer buffer(1 << 16);
     qint64 n = 0;
-    while ((n = in.read(buffer.data(), buffer.size())) > 0) {
-        if (out.write(buffer.constData(), n) != n)
+    while ((n = in.read(buffer.data(), qint64(buffer.size()))) > 0) {
+        if (out.write(buffer.data(), n) != n)
             break;
         progress.addBytes(n);
     }

@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "Format.h"
+#include "platform/PlatformFs.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -20,14 +21,14 @@ QString readDigest(const QString& path, QCryptographicHash::Algorithm algorithm,
     if (!file.open(QIODevice::ReadOnly))
         return QString();
     QCryptographicHash hash(algorithm);
-    QByteArray buffer(1 << 20, Qt::Uninitialized);
+    const platform::fs::ReadBuffer buffer(1 << 16);
     for (;;) {
-        const qint64 n = file.read(buffer.data(), buffer.size());
+        const qint64 n = file.read(buffer.data(), qint64(buffer.size()));
         if (n < 0)
             return QString();
         if (n == 0)
             return QString::fromLatin1(hash.result().toHex());
-        hash.addData(QByteArrayView(buffer.constData(), n));
+        hash.addData(QByteArrayView(buffer.data(), n));
         progress.addBytes(n);
     }
 }
