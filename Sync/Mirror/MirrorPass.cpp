@@ -145,6 +145,27 @@ const char* typeName(EntryStat::Type type)
     }
 }
 
+/// Empty when @p database is whole, else why not. Runs on any thread, with that thread's
+/// connection; never throws.
+QString CheckDatabase(sync::core::SqliteDatabaseFactory& database) noexcept
+{
+    try {
+        auto check = database.CreateQuery();
+        if (!check->prepare(QStringLiteral("PRAGMA quick_check(1)")) || !check->exec()
+            || !check->next()) {
+            return QStringLiteral("the database %1 cannot be checked: %2")
+                .arg(database.FilePath(), database.LastError());
+        }
+        if (check->value(0).toString() != QLatin1String("ok")) {
+            return QStringLiteral("the database %1 is damaged: %2")
+                .arg(database.FilePath(), check->value(0).toString());
+        }
+        return QString();
+    } catch (...) {
+        return QStringLiteral("the database cannot be checked: out of memory");
+    }
+}
+
 std::string joinPath(const std::string& folder, const std::string& name)
 {
     return folder.empty() ? name : folder + '/' + name;
@@ -265,6 +286,8 @@ public:
 
     void Begin();
     void End();
+    /// The damage check's result: empty when the database is whole.
+    std::future<QString> databaseCheck;
     bool Excluded(const std::string& name);
     void Log(sync::core::action::ActionType type, const std::string& path, const std::string& name,
         sync::core::actionDetails::DetailsType details, const QStringList& args);
@@ -396,16 +419,12 @@ void MirrorPass::Private::Begin()
     rowsWritten = 0;
     journal.reset();
     if (database && !options.dryRun) {
-        // Damage shows here first: a file that is not a whole database fails the check.
-        auto check = database->CreateQuery();
-        if (!check->prepare(QStringLiteral("PRAGMA quick_check(1)")) || !check->exec()
-            || !check->next()) {
-            result.historyError = QStringLiteral("the database %1 cannot be checked: %2")
-                                      .arg(database->FilePath(), database->LastError());
-        } else if (check->value(0).toString() != QLatin1String("ok")) {
-            result.historyError = QStringLiteral("the database %1 is damaged: %2")
-                                      .arg(database->FilePath(), check->value(0).toString());
-        }
+        // Reading the whole file for damage costs as much as walking a small tree, so it
+        // runs beside the walk, on a connection of its own, and is waited for at the end. A
+        // damaged journal cannot mislead the pass meanwhile: a row is only trusted when both
+        // sides' stats match it exactly.
+        databaseCheck
+            = std::async(std::launch::async, [db = database] { return CheckDatabase(*db); });
         journal = std::make_unique<MirrorJournal>(database);
         // The action rows of the entries whose journal rows commit go in the same
         // transaction: the history and the journal never disagree on what was done.
@@ -419,6 +438,12 @@ void MirrorPass::Private::Begin()
 
 void MirrorPass::Private::End()
 {
+    // Damage is the cause of whatever else failed in the database: it is reported first.
+    if (databaseCheck.valid()) {
+        const QString damage = databaseCheck.get();
+        if (!damage.isEmpty())
+            result.historyError = damage;
+    }
     // Each folder has applied its copies before it closed: the workers are idle, and end here.
     copier.reset();
     if (log && !options.dryRun)
