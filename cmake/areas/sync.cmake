@@ -10,7 +10,9 @@ if(TARGET synccore)
     target_link_libraries(synccore PRIVATE SyncCore::Mirror)
 endif()
 
-synccore_add_test(synccommandtest SOURCES tests/synccommandtest.cpp TIMEOUT 600)
+# Under ThreadSanitizer too: the tool runs the engine with its copy, stat and
+# check threads and the wake-up thread.
+synccore_add_test(synccommandtest SOURCES tests/synccommandtest.cpp CONCURRENT TIMEOUT 600)
 if(TARGET synccommandtest AND TARGET synccore)
     add_dependencies(synccommandtest synccore)
 endif()

@@ -17,6 +17,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <atomic>
 #include <memory>
 
 #include <log4cplus/logger.h>
@@ -249,6 +250,12 @@ void watch(const SyncOptions& options, Engine& engine,
     // Awaken() comes from the wake-up thread; the request only sets a flag and interrupts.
     QObject::connect(
         &wakeup, &WakeupSignalsWrapper::Awaken, [&engine] { engine.RequestFullPass(); });
+    // QThread::wait() joins through Qt's own futex-based wait condition; this
+    // flag makes the end of the thread's work visible to ThreadSanitizer too.
+    std::atomic<bool> finished { false };
+    QObject::connect(
+        &wakeup, &QThread::finished, &wakeup, [&finished] { finished = true; },
+        Qt::DirectConnection);
     wakeup.start();
     if (!options.quiet && !options.json)
         out(QStringLiteral("watching %1 (pid %2); wake with: synccore wake --pid %2")
@@ -259,6 +266,8 @@ void watch(const SyncOptions& options, Engine& engine,
     // Our own post ends the thread's current wait slice at once.
     WakeupSignalsWrapper::WakeService(QCoreApplication::applicationPid());
     wakeup.wait();
+    if (!finished.load())
+        err(QStringLiteral("sync: the wake-up thread did not end"));
 }
 
 } // namespace
