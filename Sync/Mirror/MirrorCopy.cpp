@@ -228,13 +228,7 @@ bool CopyPool::TakeDone(bool wait, CopyJob& job, CopyOutcome& outcome)
                 return false;
             // Rather than sleep, this thread copies too: a job not begun is done sooner here.
             if (!_todo.empty()) {
-                Task* task = _todo.front();
-                _todo.pop_front();
-                const bool closing = _closing;
-                lock.unlock();
-                Run(*task, closing);
-                lock.lock();
-                task->done = true;
+                RunNext(lock);
                 continue;
             }
             _ownerWaits = true;
@@ -273,6 +267,17 @@ void CopyPool::Run(Task& task, bool closing)
     task.outcome = std::move(outcome);
 }
 
+void CopyPool::RunNext(std::unique_lock<std::mutex>& lock)
+{
+    Task* task = _todo.front();
+    _todo.pop_front();
+    const bool closing = _closing;
+    lock.unlock();
+    Run(*task, closing);
+    lock.lock();
+    task->done = true;
+}
+
 void CopyPool::Work()
 {
     std::unique_lock<std::mutex> lock(_mutex);
@@ -282,13 +287,7 @@ void CopyPool::Work()
         --_idle;
         if (_todo.empty())
             return;
-        Task* task = _todo.front();
-        _todo.pop_front();
-        const bool closing = _closing;
-        lock.unlock();
-        Run(*task, closing);
-        lock.lock();
-        task->done = true;
+        RunNext(lock);
         if (_ownerWaits)
             _taskDone.notify_one();
     }

@@ -139,6 +139,8 @@ private:
     void Work();
     /// Copies @p task's file, or only marks it interrupted when the pass stops or @p closing.
     void Run(Task& task, bool closing);
+    /// Runs the oldest job not begun, with @p lock (on _mutex) released meanwhile.
+    void RunNext(std::unique_lock<std::mutex>& lock);
 
     const int _threads;
     bool (*const _shouldStop)(void*);
