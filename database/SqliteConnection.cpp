@@ -280,10 +280,10 @@ std::size_t SqliteConnection::TextHash::operator()(const QString& text) const no
     return qHash(view.first(sample), qHash(view.last(sample), std::size_t(view.size())));
 }
 
-std::unique_ptr<SqliteStatement> SqliteConnection::TakeStatement(const QString& text)
+std::unique_ptr<SqliteStatement> SqliteConnection::TakeStatement(const QString& text, bool direct)
 {
     auto it = _statements.find(text);
-    if (it != _statements.end() && it->second) {
+    if (it != _statements.end() && it->second && (!direct || !it->second->Query())) {
         std::unique_ptr<SqliteStatement> cached = std::move(it->second);
         cached->ClearBindings();
         return cached;
@@ -303,7 +303,7 @@ std::unique_ptr<SqliteStatement> SqliteConnection::TakeStatement(const QString& 
         SetError(QStringLiteral("no SQL statement in \"%1\"").arg(text));
         return nullptr;
     }
-    if (sqlite3_column_count(statement) == 0)
+    if (direct || sqlite3_column_count(statement) == 0)
         return std::make_unique<SqliteStatement>(text, _handle, statement);
 
     // Rows are read through Qt; the statement is known to compile.
@@ -342,6 +342,29 @@ bool SqliteConnection::Execute(const QString& text)
     QString error;
     int code = 0;
     const bool ok = statement->Exec(&error, &code);
+    if (!ok)
+        SetError(error, code);
+    ReturnStatement(std::move(statement));
+    return ok;
+}
+
+bool SqliteConnection::ReadRows(const QString& text, const QVariantList& values,
+    const std::function<void(const SqliteRow&)>& onRow)
+{
+    std::unique_ptr<SqliteStatement> statement = TakeStatement(text, true);
+    if (!statement)
+        return false;
+    for (int i = 0; i < int(values.size()); ++i)
+        statement->BindAt(i + 1, values[i]);
+    QString error;
+    int code = 0;
+    bool ok = false;
+    try {
+        ok = statement->ReadRows(onRow, &error, &code);
+    } catch (...) {
+        ReturnStatement(std::move(statement));
+        throw;
+    }
     if (!ok)
         SetError(error, code);
     ReturnStatement(std::move(statement));

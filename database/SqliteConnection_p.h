@@ -13,6 +13,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -29,6 +30,8 @@ struct sqlite3_stmt;
 inline namespace KvSync_6_0 {
 namespace sync {
 namespace core {
+
+class SqliteRow;
 
 /**
  * One prepared statement of a connection.
@@ -56,8 +59,16 @@ public:
     QSqlQuery* Query() const { return _query.get(); }
 
     void Bind(const QString& placeholder, const QVariant& value);
+    /// Binds the @p index th placeholder (from 1) of a statement run on SQLite directly.
+    void BindAt(int index, const QVariant& value);
     /// Runs the statement; false with @p error and @p code (SQLite's result code) set on failure.
     bool Exec(QString* error, int* code);
+    /**
+     * Runs a statement prepared for SQLite directly and calls @p onRow for each
+     * row; false with @p error and @p code set on failure. The statement is
+     * reset afterwards, also when @p onRow throws.
+     */
+    bool ReadRows(const std::function<void(const SqliteRow&)>& onRow, QString* error, int* code);
     QVariant LastInsertId() const;
     /// Leaves every placeholder NULL, as a freshly prepared statement has it.
     void ClearBindings();
@@ -114,13 +125,17 @@ public:
     /**
      * The prepared statement for @p text: a cached one with every placeholder
      * NULL, or a newly prepared one. Null on failure (LastError() set). Hand
-     * it back with ReturnStatement() when done.
+     * it back with ReturnStatement() when done. With @p direct, a statement
+     * that returns rows also runs on SQLite directly (SqliteStatement::ReadRows()).
      */
-    std::unique_ptr<SqliteStatement> TakeStatement(const QString& text);
+    std::unique_ptr<SqliteStatement> TakeStatement(const QString& text, bool direct = false);
     /// Keeps @p statement for the next user of its text.
     void ReturnStatement(std::unique_ptr<SqliteStatement> statement);
     /// Runs a statement whose rows, if any, are not needed (BEGIN, COMMIT, CREATE).
     bool Execute(const QString& text);
+    /// See SqliteDatabaseFactory::ReadRows().
+    bool ReadRows(const QString& text, const QVariantList& values,
+        const std::function<void(const SqliteRow&)>& onRow);
 
     /**
      * Starts an immediate transaction, or, inside one, a savepoint: two parts

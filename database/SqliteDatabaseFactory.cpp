@@ -161,6 +161,12 @@ std::shared_ptr<sync::interf::IQSqlDatabaseWrapper> SqliteDatabaseFactory::GetDa
     return std::make_shared<SqliteDatabaseWrapper>(_registry->ForCurrentThread());
 }
 
+bool SqliteDatabaseFactory::ReadRows(const QString& sql, const QVariantList& values,
+    const std::function<void(const SqliteRow&)>& onRow)
+{
+    return _registry->ForCurrentThread()->ReadRows(sql, values, onRow);
+}
+
 std::shared_ptr<sync::interf::IQSqlQueryWrapper> SqliteDatabaseFactory::CreateQuery()
 {
     return std::make_shared<SqliteQueryWrapper>(_registry->ForCurrentThread());

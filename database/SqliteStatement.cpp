@@ -1,4 +1,5 @@
 #include "database/SqliteConnection_p.h"
+#include "database/SqliteRow.h"
 
 #include <QDateTime>
 #include <QSqlError>
@@ -126,6 +127,12 @@ void SqliteStatement::Bind(const QString& placeholder, const QVariant& value)
         _BindDirect(index, value);
 }
 
+void SqliteStatement::BindAt(int index, const QVariant& value)
+{
+    if (_statement && index > 0 && index <= int(_textBuffers.size()))
+        _BindDirect(index, value);
+}
+
 // Binds as Qt's SQLite driver does: a null string or byte array is NULL,
 // numbers stay numbers, anything else is stored as its text.
 int SqliteStatement::_BindDirect(int index, const QVariant& value)
@@ -224,6 +231,31 @@ bool SqliteStatement::Exec(QString* error, int* code)
     *error = QString::fromUtf8(sqlite3_errmsg(_database));
     *code = result & 0xff;
     sqlite3_reset(_statement);
+    return false;
+}
+
+bool SqliteStatement::ReadRows(
+    const std::function<void(const SqliteRow&)>& onRow, QString* error, int* code)
+{
+    if (!_statement) {
+        *error = QStringLiteral("the statement is not run on SQLite directly");
+        *code = SQLITE_MISUSE;
+        return false;
+    }
+    struct Reset
+    {
+        sqlite3_stmt* statement;
+        ~Reset() { sqlite3_reset(statement); }
+    } reset { _statement };
+    sqlite3_reset(_statement);
+    const SqliteRow row(_statement);
+    int result;
+    while ((result = sqlite3_step(_statement)) == SQLITE_ROW)
+        onRow(row);
+    if (result == SQLITE_DONE)
+        return true;
+    *error = QString::fromUtf8(sqlite3_errmsg(_database));
+    *code = result & 0xff;
     return false;
 }
 

@@ -1,6 +1,7 @@
 #include "Sync/Mirror/MirrorJournal_p.h"
 
 #include "database/SqliteDatabaseFactory.h"
+#include "database/SqliteRow.h"
 #include "interfaces/IQSqlDatabaseWrapper.h"
 #include "interfaces/IQSqlQueryWrapper.h"
 
@@ -20,12 +21,6 @@ constexpr int kRowsPerTransaction = 2000;
 QByteArray bytes(const std::string& s)
 {
     return QByteArray(s.data(), qsizetype(s.size()));
-}
-
-std::string fromVariant(const QVariant& v)
-{
-    const QByteArray b = v.toByteArray();
-    return std::string(b.constData(), size_t(b.size()));
 }
 
 // The key range of everything below a folder: "a/b/" up to (not including) "a/b0".
@@ -108,34 +103,32 @@ bool MirrorJournal::LoadFolder(const std::string& folder, JournalFolder& out)
     out.clear();
     if (_pair < 0)
         return false;
-    auto q = _database->CreateQuery();
-    q->prepare(QStringLiteral(
-        "SELECT name, type, size, mtimeNs, mode, sourceDevice, sourceInode, targetDevice,"
-        " targetInode, targetSize, targetMtimeNs, link, digest FROM MirrorJournal"
-        " WHERE pair = :p AND folder = :f"));
-    q->bindValue(QStringLiteral(":p"), _pair);
-    q->bindValue(QStringLiteral(":f"), bytes(folder));
-    if (!q->exec()) {
+    // Every pass reads every row: read in place rather than through a QVariant per value.
+    const bool ok = _database->ReadRows(
+        QStringLiteral("SELECT name, type, size, mtimeNs, mode, sourceDevice, sourceInode,"
+                       " targetDevice, targetInode, targetSize, targetMtimeNs, link, digest"
+                       " FROM MirrorJournal WHERE pair = ? AND folder = ?"),
+        { _pair, bytes(folder) }, [&out](const sync::core::SqliteRow& r) {
+            JournalRow row;
+            row.type = int(r.Integer(1));
+            row.size = r.Integer(2);
+            row.mtimeNs = r.Integer(3);
+            row.mode = uint32_t(r.Integer(4));
+            row.sourceDevice = uint64_t(r.Integer(5));
+            row.sourceInode = uint64_t(r.Integer(6));
+            row.targetDevice = uint64_t(r.Integer(7));
+            row.targetInode = uint64_t(r.Integer(8));
+            row.targetSize = r.Integer(9);
+            row.targetMtimeNs = r.Integer(10);
+            row.link = std::string(r.Bytes(11));
+            row.digest = std::string(r.Bytes(12));
+            out.emplace(std::string(r.Bytes(0)), std::move(row));
+        });
+    if (!ok) {
+        out.clear();
         _Fail(QStringLiteral("cannot read the mirror journal"));
-        return false;
     }
-    while (q->next()) {
-        JournalRow row;
-        row.type = q->value(1).toInt();
-        row.size = q->value(2).toLongLong();
-        row.mtimeNs = q->value(3).toLongLong();
-        row.mode = uint32_t(q->value(4).toLongLong());
-        row.sourceDevice = uint64_t(q->value(5).toLongLong());
-        row.sourceInode = uint64_t(q->value(6).toLongLong());
-        row.targetDevice = uint64_t(q->value(7).toLongLong());
-        row.targetInode = uint64_t(q->value(8).toLongLong());
-        row.targetSize = q->value(9).toLongLong();
-        row.targetMtimeNs = q->value(10).toLongLong();
-        row.link = fromVariant(q->value(11));
-        row.digest = fromVariant(q->value(12));
-        out.emplace(fromVariant(q->value(0)), std::move(row));
-    }
-    return true;
+    return ok;
 }
 
 void MirrorJournal::_Begin()

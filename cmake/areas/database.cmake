@@ -10,6 +10,8 @@ target_sources(KvSyncInterfaces PRIVATE
 target_sources(KvSyncCore PRIVATE
     database/SqliteDatabaseFactory.h
     database/SqliteDatabaseFactory.cpp
+    database/SqliteRow.h
+    database/SqliteRow.cpp
     database/SqliteConnection_p.h
     database/SqliteConnection.cpp
     database/SqliteStatement.cpp
