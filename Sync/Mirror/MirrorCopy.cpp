@@ -3,6 +3,7 @@
 #include <QCryptographicHash>
 
 #include <cerrno>
+#include <cstring>
 #include <chrono>
 #include <ctime>
 #include <new>
@@ -22,6 +23,8 @@ namespace {
 constexpr int64_t kHotNs = 2000000000;
 // Small enough for the buffer to stay in the CPU's cache while the kernel fills it.
 constexpr size_t kDigestChunk = 1 << 16;
+// Each side of a comparison; the two buffers together still fit the cache.
+constexpr size_t kCompareChunk = 1 << 16;
 
 int64_t nowNs()
 {
@@ -168,6 +171,65 @@ CopyOutcome CopyFile(const CopyJob& job, const CopyHooks& hooks)
     return o;
 }
 
+CopyOutcome CompareFile(const CopyJob& job, const CopyHooks& hooks)
+{
+    CopyOutcome o;
+    o.comparison = CopyOutcome::Different;
+    Fd a(fs::OpenFileForReadAt(job.sourceFd, job.name.c_str()));
+    if (a.fd < 0) {
+        o.failure = CopyOutcome::CannotRead;
+        o.errorCode = a.fd;
+        return o;
+    }
+    Fd b(job.targetFd >= 0 ? fs::OpenFileForReadAt(job.targetFd, job.name.c_str()) : -1);
+    QCryptographicHash hash(QCryptographicHash::Md5);
+    // One per thread: fresh buffers per file cost more than reading a small file.
+    thread_local fs::ReadBuffer buffer(2 * kCompareChunk);
+    char* x = buffer.data();
+    char* y = x + kCompareChunk;
+    bool same = b.fd >= 0;
+    for (int64_t total = 0;;) {
+        const ssize_t n = read(a.fd, x, kCompareChunk);
+        if (n < 0) {
+            o.failure = CopyOutcome::CannotRead;
+            o.errorCode = -errno;
+            return o;
+        }
+        if (n == 0)
+            break;
+        if (job.hashIt)
+            hash.addData(QByteArrayView(x, n));
+        if (same) {
+            ssize_t got = 0;
+            while (got < n) {
+                const ssize_t m = read(b.fd, y + got, size_t(n - got));
+                if (m <= 0)
+                    break;
+                got += m;
+            }
+            same = got == n && std::memcmp(x, y, size_t(n)) == 0;
+        }
+        total += n;
+        if (hooks.step && hooks.step(hooks.context, total)) {
+            o.interrupted = true;
+            return o;
+        }
+        // Without a digest to finish, the rest of the source tells nothing more.
+        if (!same && !job.hashIt)
+            break;
+    }
+    if (same) {
+        char extra;
+        same = read(b.fd, &extra, 1) == 0;
+    }
+    if (job.hashIt) {
+        const QByteArray r = hash.result();
+        o.digest.assign(r.constData(), size_t(r.size()));
+    }
+    o.comparison = same ? CopyOutcome::Same : CopyOutcome::Different;
+    return o;
+}
+
 CopyPool::CopyPool(int threads, bool (*shouldStop)(void*), void* context)
     : _threads(threads)
     , _shouldStop(shouldStop)
@@ -255,7 +317,8 @@ void CopyPool::Run(Task& task, bool closing)
         };
         hooks.context = this;
         try {
-            outcome = CopyFile(task.job, hooks);
+            outcome
+                = task.job.compareOnly ? CompareFile(task.job, hooks) : CopyFile(task.job, hooks);
         } catch (...) {
             // Only memory can run out here; the companion, if any, goes with the working
             // folder when the pass closes it.

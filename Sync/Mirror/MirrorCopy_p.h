@@ -52,6 +52,12 @@ struct CopyJob
     bool replacing = false; ///< something stands under the name in the target
     bool folderInTheWay = false; ///< and it is a folder, removed just before the rename
     int attempts = 1; ///< copies of a file that keeps changing before giving up
+    /// Only compare the source with the target's file of the same name (CompareFile()).
+    bool compareOnly = false;
+    bool hashIt = false; ///< and take the source's MD5 on the way
+    /// Opaque to the copy: what the pass needs to go on after a comparison.
+    platform::fs::EntryStat target;
+    const void* row = nullptr;
     /// Opaque to the copy: the pass's own handle on the target folder, to count its jobs.
     void* folder = nullptr;
 };
@@ -69,14 +75,18 @@ struct CopyOutcome
         CannotFlush, ///< errorCode from the fsync before replacing
         CannotPlace, ///< errorCode from the rename
     };
+    /// What a comparison found; Different also when the target could not be opened.
+    enum Comparison { NotCompared, Same, Different };
     Failure failure = None;
+    Comparison comparison = NotCompared;
     int errorCode = 0; ///< -errno
     int attempts = 0; ///< attempts made
     bool interrupted = false; ///< stopped by a cancel; the companion is gone
     int64_t copied = 0;
     platform::fs::EntryStat before; ///< the source's fstat when the copy began
     platform::fs::EntryStat placed; ///< the new file's fstat once under its name
-    std::string digest; ///< MD5 of the content when it was verified by a re-read, else empty
+    /// MD5 of the content when it was verified by a re-read or hashed by a comparison, else empty.
+    std::string digest;
 };
 
 /// What the copy calls back on the thread that runs it.
@@ -98,7 +108,16 @@ struct CopyHooks
 CopyOutcome CopyFile(const CopyJob& job, const CopyHooks& hooks);
 
 /**
- * @brief A few threads that run CopyFile() on jobs handed over by one thread,
+ * Compares @p job's source with the file of the same name in the target
+ * folder, byte for byte (outcome's comparison), taking the source's MD5 when
+ * @p job asks for it: comparing costs less than hashing, so the digest is
+ * taken once and later passes only compare. A source that cannot be read is
+ * CannotRead. Safe on any thread, like CopyFile().
+ */
+CopyOutcome CompareFile(const CopyJob& job, const CopyHooks& hooks);
+
+/**
+ * @brief A few threads that run CopyFile() (or CompareFile()) on jobs handed over by one thread,
  * which takes the outcomes back in the order it handed the jobs over.
  *
  * Everything but the copy stays on the owning thread: it submits, takes the

@@ -34,7 +34,19 @@ using fs::EntryStat;
 namespace {
 
 constexpr size_t kNameMax = NAME_MAX;
-constexpr size_t kCompareChunk = 1 << 16;
+// Small files are copied and compared on a worker thread: most of the work is the
+// kernel's (open, read, create, rename), which a worker overlaps with this thread's stats
+// and history. Below one chunk of the copy loop, a file never reported progress within its
+// copy anyway, and a cancel waits for at most a few of them. Larger files stay on the pass's
+// thread, to report as they go and stop mid-copy.
+constexpr int64_t kWorkerFileBelow = 1 << 20;
+// Enough to keep the workers busy while the pass's thread flushes the history, small
+// enough that memory stays flat on any tree.
+constexpr size_t kJobsInFlight = 64;
+// One worker: the pass's thread also copies whenever it would otherwise wait for it, so
+// two threads copy at once already; a second worker was no faster and only adds
+// switches between threads.
+constexpr int kCopyThreads = 1;
 constexpr int kRowsPerFlush = 2000;
 const char kWorkFolder[] = ".{SyncTemp}";
 const char kBackupFolder[] = ".{SyncBackup}";
@@ -198,7 +210,6 @@ public:
     QVector<QRegularExpression> extraExcludes;
     std::atomic<bool> cancel { false };
     std::atomic<int> rowsWritten { 0 };
-    std::unique_ptr<fs::ReadBuffer> compareBuffer;
     QMetaObject::Connection rowsConnection;
     /// Excluded paths already in the history: a watcher's passes record each once per run.
     std::unordered_set<std::string> exclusionsRecorded;
@@ -316,10 +327,22 @@ public:
     void DeleteFromTarget(TargetFolder& target, const std::string& rel, const std::string& name);
     bool EnsureWorkFolder(TargetFolder& target, const std::string& path);
     void CloseFolder(TargetFolder& target);
-    /// Content comparison: true when both files hold the same bytes; the source's MD5 in
-    /// @p digest when @p hashIt (hashing costs more than comparing).
-    bool SameContent(int sourceFd, int targetFd, const std::string& name, bool hashIt,
-        std::string& digest, bool* readError);
+    /// A file whose content is the target's: times, mode and journal row brought up to date.
+    /// @p digest: the source's MD5 when the comparison took it.
+    void KeepUnchanged(TargetFolder& target, const std::string& rel, const std::string& name,
+        const EntryStat& s, EntryStat t, const JournalRow* row, const std::string& digest);
+    /// Goes on with a file once its comparison is done; true when it went to a worker again.
+    /// @p fromWalk: see HandOver()'s waitForRoom.
+    bool AfterCompare(const CopyJob& job, const CopyOutcome& outcome, bool fromWalk);
+    /// Puts the source's file in place of the target's (@p tr: the target's lstat result);
+    /// true when the copy went to a worker. @p fromWalk: see HandOver()'s waitForRoom.
+    bool StartCopy(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const EntryStat& s, const EntryStat& t, int tr, bool fromWalk);
+    /// Hands @p job to the workers. With @p waitForRoom (not while outcomes are being
+    /// applied), first applies finished outcomes until fewer than kJobsInFlight are pending.
+    void HandOver(CopyJob job, bool waitForRoom);
+    /// Hooks for a copy or comparison on this thread: progress, cancel, stage points.
+    CopyHooks OwnHooks(const std::string& path);
     void PutJournal(const std::string& rel, const std::string& name, const EntryStat& s,
         const EntryStat& t, const std::string& link, const std::string& digest);
     void Stage(MirrorPass::Stage stage, const std::string& path)
@@ -845,59 +868,19 @@ void MirrorPass::Private::SyncLink(int sourceFd, TargetFolder& target, const std
     Report(EntryAction::Linked, path, qint64(text.size()));
 }
 
-bool MirrorPass::Private::SameContent(int sourceFd, int targetFd, const std::string& name,
-    bool hashIt, std::string& digest, bool* readError)
+namespace {
+
+// The journal vouches for a file's content only while both sides are exactly as it
+// recorded them.
+bool journalHolds(const JournalRow* row, const EntryStat& s, const EntryStat& t)
 {
-    *readError = false;
-    Fd a(fs::OpenFileForReadAt(sourceFd, name.c_str()));
-    Fd b(targetFd >= 0 ? fs::OpenFileForReadAt(targetFd, name.c_str()) : -1);
-    if (a.fd < 0) {
-        *readError = true;
-        return false;
-    }
-    QCryptographicHash hash(QCryptographicHash::Md5);
-    if (!compareBuffer) {
-        // Once per pass, not per file: fresh megabytes per file cost more than reading small files.
-        compareBuffer = std::make_unique<fs::ReadBuffer>(2 * kCompareChunk);
-    }
-    char* x = compareBuffer->data();
-    char* y = x + kCompareChunk;
-    bool same = b.fd >= 0;
-    for (qint64 total = 0;;) {
-        const ssize_t n = read(a.fd, x, kCompareChunk);
-        if (n < 0) {
-            *readError = true;
-            return false;
-        }
-        if (n == 0)
-            break;
-        if (hashIt)
-            hash.addData(QByteArrayView(x, n));
-        if (same) {
-            ssize_t got = 0;
-            while (got < n) {
-                const ssize_t m = read(b.fd, y + got, size_t(n - got));
-                if (m <= 0)
-                    break;
-                got += m;
-            }
-            same = got == n && std::memcmp(x, y, size_t(n)) == 0;
-        }
-        total += n;
-        FileRead(total);
-        if (Stopping())
-            return false;
-    }
-    if (same) {
-        char extra;
-        same = read(b.fd, &extra, 1) == 0;
-    }
-    if (hashIt) {
-        const QByteArray result = hash.result();
-        digest.assign(result.constData(), size_t(result.size()));
-    }
-    return same;
+    return row && t.type == EntryStat::File && row->type == EntryStat::File && row->size == s.size
+        && row->mtimeNs == s.mtimeNs && row->sourceInode == s.inode && row->sourceDevice == s.device
+        && t.inode == row->targetInode && t.device == row->targetDevice && t.size == row->targetSize
+        && t.mtimeNs == row->targetMtimeNs;
 }
+
+} // namespace
 
 bool MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
     const std::string& name, const EntryStat& s, const JournalRow* row)
@@ -910,59 +893,85 @@ bool MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
         Fail(path, QStringLiteral("a folder is in the way in the target"));
         return false;
     }
+    if (!targetIsFile || t.size != s.size)
+        return StartCopy(sourceFd, target, rel, name, s, t, tr, true);
 
-    // The journal vouches for the content only while both sides are exactly as it recorded them.
-    const bool journalHolds = row && targetIsFile && row->type == EntryStat::File
-        && row->size == s.size && row->mtimeNs == s.mtimeNs && row->sourceInode == s.inode
-        && row->sourceDevice == s.device && t.inode == row->targetInode
-        && t.device == row->targetDevice && t.size == row->targetSize
-        && t.mtimeNs == row->targetMtimeNs;
-    std::string digest;
-    if (targetIsFile && t.size == s.size) {
-        bool same = false;
-        if (journalHolds && !options.checksum) {
-            same = true;
-        } else {
-            // Both sides are read: --checksum is asked for when the target may have been
-            // changed behind the journal's back.
-            bool readError = false;
-            // The digest is recorded once; later comparisons only compare.
-            const bool hashIt = !journalHolds || row->digest.empty();
-            same = SameContent(sourceFd, target.fd, name, hashIt, digest, &readError);
-            if (readError) {
-                Fail(path, QStringLiteral("cannot read the file"));
-                return false;
-            }
-            if (Stopping()) {
-                result.interrupted = true;
-                return false;
-            }
-        }
-        if (same) {
-            ++result.unchanged;
-            if (options.dryRun)
-                return false;
-            bool touched = false;
-            if (t.mode != s.mode) {
-                fs::SetModeAt(target.fd, name.c_str(), s.mode);
-                touched = true;
-            }
-            if (t.mtimeNs != s.mtimeNs) {
-                fs::SetTimesAt(target.fd, name.c_str(), s.mtimeNs);
-                touched = true;
-            }
-            if (touched)
-                fs::StatAt(target.fd, name.c_str(), t);
-            if (touched || !journalHolds || row->mode != s.mode
-                || (!digest.empty() && digest != row->digest))
-                PutJournal(
-                    rel, name, s, t, std::string(), digest.empty() && row ? row->digest : digest);
-            if (touched)
-                Report(EntryAction::Updated, path, 0);
-            return false;
-        }
+    const bool holds = journalHolds(row, s, t);
+    if (holds && !options.checksum) {
+        KeepUnchanged(target, rel, name, s, t, row, std::string());
+        return false;
     }
+    // Both sides are read: --checksum is asked for when the target may have been changed
+    // behind the journal's back.
+    CopyJob job;
+    job.sourceFd = sourceFd;
+    job.targetFd = target.fd;
+    job.rel = rel;
+    job.name = name;
+    job.source = s;
+    job.target = t;
+    job.row = row;
+    job.folder = &target;
+    job.compareOnly = true;
+    // The digest is recorded once; later comparisons only compare.
+    job.hashIt = !holds || row->digest.empty();
+    if (s.size < kWorkerFileBelow && !stageHook) {
+        HandOver(std::move(job), true);
+        return true;
+    }
+    return AfterCompare(job, CompareFile(job, OwnHooks(path)), true);
+}
 
+void MirrorPass::Private::KeepUnchanged(TargetFolder& target, const std::string& rel,
+    const std::string& name, const EntryStat& s, EntryStat t, const JournalRow* row,
+    const std::string& digest)
+{
+    ++result.unchanged;
+    if (options.dryRun)
+        return;
+    bool touched = false;
+    if (t.mode != s.mode) {
+        fs::SetModeAt(target.fd, name.c_str(), s.mode);
+        touched = true;
+    }
+    if (t.mtimeNs != s.mtimeNs) {
+        fs::SetTimesAt(target.fd, name.c_str(), s.mtimeNs);
+        touched = true;
+    }
+    const bool holds = journalHolds(row, s, t);
+    if (touched)
+        fs::StatAt(target.fd, name.c_str(), t);
+    if (touched || !holds || row->mode != s.mode || (!digest.empty() && digest != row->digest))
+        PutJournal(rel, name, s, t, std::string(), digest.empty() && row ? row->digest : digest);
+    if (touched)
+        Report(EntryAction::Updated, joinPath(rel, name), 0);
+}
+
+bool MirrorPass::Private::AfterCompare(const CopyJob& job, const CopyOutcome& o, bool fromWalk)
+{
+    if (o.interrupted) {
+        result.interrupted = true;
+        return false;
+    }
+    auto& target = *static_cast<TargetFolder*>(job.folder);
+    if (o.failure != CopyOutcome::None) {
+        Fail(joinPath(job.rel, job.name),
+            QStringLiteral("cannot read the file: %1").arg(errorText(o.errorCode)));
+        return false;
+    }
+    if (o.comparison == CopyOutcome::Same) {
+        KeepUnchanged(target, job.rel, job.name, job.source, job.target,
+            static_cast<const JournalRow*>(job.row), o.digest);
+        return false;
+    }
+    // Only a file of the same size in the target is compared.
+    return StartCopy(job.sourceFd, target, job.rel, job.name, job.source, job.target, 0, fromWalk);
+}
+
+bool MirrorPass::Private::StartCopy(int sourceFd, TargetFolder& target, const std::string& rel,
+    const std::string& name, const EntryStat& s, const EntryStat& t, int tr, bool fromWalk)
+{
+    const std::string path = joinPath(rel, name);
     if (options.dryRun) {
         ++result.copied;
         result.bytesCopied += s.size;
@@ -983,37 +992,37 @@ bool MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std
     job.folderInTheWay = tr == 0 && t.type == EntryStat::Folder;
     job.attempts = std::max(1, options.changeRetries);
     job.folder = &target;
-    // Most of a small file's copy is the kernel's (create, write, rename), which a worker
-    // overlaps with this thread's stats and history. Below one chunk of the copy loop, a
-    // file never reported progress within its copy anyway, and a cancel waits for at most
-    // a few of them. Larger files stay here, to report as they go and stop mid-copy. The
-    // stage hook's points must come in order from this thread.
-    constexpr int64_t kWorkerCopyBelow = 1 << 20;
-    if (s.size < kWorkerCopyBelow && !stageHook && !job.folderInTheWay) {
-        // Enough to keep the workers busy while this thread flushes the history, small
-        // enough that memory stays flat on any tree.
-        constexpr size_t kCopiesInFlight = 64;
-        // One worker: this thread also copies whenever it would otherwise wait for it, so
-        // two threads copy at once already; a second worker was no faster and only adds
-        // switches between threads.
-        constexpr int kCopyThreads = 1;
-        if (!copier)
-            copier = std::make_unique<CopyPool>(kCopyThreads, &Private::WorkerStop, this);
-        while (copier->InFlight() >= kCopiesInFlight)
-            TakeCopies(true);
-        copier->Submit(std::move(job));
-        ++target.copiesPending;
-        TakeCopies(false);
+    // The stage hook's points must come in order from this thread.
+    if (s.size < kWorkerFileBelow && !stageHook && !job.folderInTheWay) {
+        HandOver(std::move(job), fromWalk);
         return true;
     }
+    const CopyOutcome outcome = CopyFile(job, OwnHooks(path));
+    ApplyCopy(job, outcome);
+    return false;
+}
+
+void MirrorPass::Private::HandOver(CopyJob job, bool waitForRoom)
+{
+    if (!copier)
+        copier = std::make_unique<CopyPool>(kCopyThreads, &Private::WorkerStop, this);
+    auto& target = *static_cast<TargetFolder*>(job.folder);
+    while (waitForRoom && copier->InFlight() >= kJobsInFlight)
+        TakeCopies(true);
+    copier->Submit(std::move(job));
+    ++target.copiesPending;
+    if (waitForRoom)
+        TakeCopies(false);
+}
+
+CopyHooks MirrorPass::Private::OwnHooks(const std::string& path)
+{
     copyPath = path;
     CopyHooks hooks;
     hooks.step = &Private::CopyStep;
     hooks.stage = stageHook ? &Private::CopyStage : nullptr;
     hooks.context = this;
-    const CopyOutcome outcome = CopyFile(job, hooks);
-    ApplyCopy(job, outcome);
-    return false;
+    return hooks;
 }
 
 void MirrorPass::Private::ApplyCopy(const CopyJob& job, const CopyOutcome& o)
@@ -1070,8 +1079,11 @@ void MirrorPass::Private::TakeCopies(bool wait)
     CopyOutcome outcome;
     while (copier && copier->TakeDone(wait, job, outcome)) {
         wait = false;
-        ApplyCopy(job, outcome);
         --static_cast<TargetFolder*>(job.folder)->copiesPending;
+        if (!job.compareOnly)
+            ApplyCopy(job, outcome);
+        else if (AfterCompare(job, outcome, false))
+            continue; // to be copied: counted once that is done
         // Counted here rather than when the walk met the file: progress only moves forward.
         ++done.filesDone;
         done.bytesDone += job.source.size;
