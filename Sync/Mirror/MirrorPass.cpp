@@ -194,6 +194,18 @@ int MirrorResult::ExitStatus() const
     return 0;
 }
 
+namespace {
+
+// The index of @p name in @p entries sorted by name, -1 when it is not there.
+std::ptrdiff_t findByName(const std::vector<fs::FolderEntry>& entries, const std::string& name)
+{
+    const auto it = std::lower_bound(entries.begin(), entries.end(), name,
+        [](const fs::FolderEntry& e, const std::string& n) { return e.name < n; });
+    return it != entries.end() && it->name == name ? it - entries.begin() : -1;
+}
+
+} // namespace
+
 class Q_DECL_HIDDEN MirrorPass::Private
 {
 public:
@@ -225,8 +237,8 @@ public:
     std::string sourceRoot;
     std::string targetRoot;
 
-    /// lstat results of a target folder's entries, by name.
-    using StatMap = std::unordered_map<std::string, std::pair<int, EntryStat>>;
+    /// An lstat result: 0 or -errno, and the stat.
+    using StatResult = std::pair<int, EntryStat>;
 
     /// One target folder being filled: its descriptor and, once needed, its working folder.
     struct TargetFolder
@@ -237,11 +249,13 @@ public:
         /// Copies handed to the workers and not yet applied: the folder's times, its
         /// descriptors and its listing wait for them.
         int copiesPending = 0;
-        /// The entries' lstat, taken on a thread of its own while this one reads the source,
-        /// as the two halves of a quick check are independent; invalid for small folders.
-        /// Declared last: its destructor waits for that thread before the folder can close.
-        std::future<StatMap> ahead;
-        StatMap stats;
+        /// The folder's entries sorted by name, and their lstat in the same order, when they
+        /// were taken ahead (see SyncFolder); else null and empty.
+        const std::vector<fs::FolderEntry>* entries = nullptr;
+        std::vector<StatResult> stats;
+        /// The thread that takes them; invalid for small folders. Declared last: its
+        /// destructor waits for that thread before the folder can close.
+        std::future<void> ahead;
     };
 
     /// lstat of @p name in the target folder before the pass touches it: 0 or -errno.
@@ -312,11 +326,10 @@ public:
     void Fail(const std::string& path, const QString& cause);
 
     void SyncFolder(int sourceFd, int targetFd, const std::string& rel);
-    /// Mirrors one name of a folder; false when the name was excluded. @p taken: the name's
-    /// lstat result when the folder's were taken together, else null.
-    bool SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
-        const std::string& name, const JournalRow* row,
-        const std::pair<int, EntryStat>* taken = nullptr);
+    /// Mirrors one name of a folder. @p taken: the name's lstat result when the folder's
+    /// were taken together, else null.
+    void SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
+        const std::string& name, const JournalRow* row, const StatResult* taken = nullptr);
     /// True when the copy went to a worker: its outcome, progress included, is applied later.
     bool SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
         const std::string& name, const EntryStat& s, const JournalRow* row);
@@ -496,12 +509,17 @@ int MirrorPass::Private::StatTarget(TargetFolder& target, const std::string& nam
     if (target.fd < 0)
         return -ENOENT;
     if (target.ahead.valid())
-        target.stats = target.ahead.get();
-    const auto it = target.stats.find(name);
-    if (it == target.stats.end())
-        return fs::StatAt(target.fd, name.c_str(), t);
-    t = it->second.second;
-    return it->second.first;
+        target.ahead.get();
+    if (target.entries && !target.stats.empty()) {
+        const std::ptrdiff_t at = findByName(*target.entries, name);
+        if (at >= 0) {
+            const StatResult& taken = target.stats[size_t(at)];
+            t = taken.second;
+            return taken.first;
+        }
+    }
+    // A name the listing did not have yet.
+    return fs::StatAt(target.fd, name.c_str(), t);
 }
 
 void MirrorPass::Private::CloseFolder(TargetFolder& target)
@@ -568,11 +586,21 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
         Fail(rel, QStringLiteral("cannot read the folder: %1").arg(errorText(r)));
         return;
     }
-    std::sort(sourceEntries.begin(), sourceEntries.end(),
-        [](const fs::FolderEntry& a, const fs::FolderEntry& b) { return a.name < b.name; });
+    const auto byName
+        = [](const fs::FolderEntry& a, const fs::FolderEntry& b) { return a.name < b.name; };
+    std::sort(sourceEntries.begin(), sourceEntries.end(), byName);
 
-    // Before the folder object: the thread that stats ahead reads the entries until it ends.
+    // Declared before the folder object: the thread that stats ahead uses them until it ends.
     std::vector<fs::FolderEntry> targetEntries;
+    std::vector<StatResult> sourceStats;
+    std::atomic<size_t> nextSource { 0 };
+    const auto statSources = [&sourceEntries, &sourceStats, &nextSource, sourceFd] {
+        for (size_t i;
+             (i = nextSource.fetch_add(1, std::memory_order_relaxed)) < sourceEntries.size();) {
+            sourceStats[i].first
+                = fs::StatAt(sourceFd, sourceEntries[i].name.c_str(), sourceStats[i].second);
+        }
+    };
     TargetFolder target;
     target.fd = targetFd;
     if (targetFd >= 0) {
@@ -586,37 +614,37 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
             if (e.name == kWorkFolder && !options.dryRun)
                 fs::RemoveTreeAt(targetFd, kWorkFolder);
         }
-        // Below this size a thread costs more than the stats it would take over.
+        // A quick check's two halves are independent: the target's entries are stat'ed on a
+        // thread of their own, which then helps with the source's, while this thread reads
+        // the journal. Below this size a thread costs more than the stats it would take over.
         constexpr size_t kStatAheadEntries = 32;
         if (targetEntries.size() >= kStatAheadEntries) {
-            target.ahead = std::async(std::launch::async, [targetFd, &targetEntries] {
-                StatMap stats;
-                stats.reserve(targetEntries.size());
-                for (const fs::FolderEntry& e : targetEntries) {
-                    EntryStat t;
-                    const int r = fs::StatAt(targetFd, e.name.c_str(), t);
-                    stats.emplace(e.name, std::make_pair(r, t));
-                }
-                return stats;
-            });
+            std::sort(targetEntries.begin(), targetEntries.end(), byName);
+            target.entries = &targetEntries;
+            target.stats.resize(targetEntries.size());
+            sourceStats.resize(sourceEntries.size());
+            target.ahead = std::async(std::launch::async,
+                [targetFd, &targetEntries, stats = target.stats.data(), &statSources] {
+                    for (size_t i = 0; i < targetEntries.size(); ++i)
+                        stats[i].first
+                            = fs::StatAt(targetFd, targetEntries[i].name.c_str(), stats[i].second);
+                    statSources();
+                });
         }
     }
 
     JournalFolder rows;
     if (journal && journal->IsOpen())
         journal->LoadFolder(rel, rows);
-
-    // While the target's entries are stat'ed on the other thread, this one takes the source's.
-    std::vector<std::pair<int, EntryStat>> sourceStats;
     if (target.ahead.valid()) {
-        sourceStats.resize(sourceEntries.size());
-        for (size_t i = 0; i < sourceEntries.size(); ++i)
-            sourceStats[i].first
-                = fs::StatAt(sourceFd, sourceEntries[i].name.c_str(), sourceStats[i].second);
+        statSources();
+        // The other thread may still be on a source entry it took.
+        target.ahead.get();
     }
 
-    std::unordered_map<std::string, bool> kept; // source names, true when excluded
-    kept.reserve(sourceEntries.size());
+    const auto inSource = [&sourceEntries](const std::string& name) {
+        return findByName(sourceEntries, name) >= 0;
+    };
     for (size_t i = 0; i < sourceEntries.size(); ++i) {
         const fs::FolderEntry& e = sourceEntries[i];
         if (e.name == kWorkFolder || e.name == kBackupFolder)
@@ -626,18 +654,17 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
             break;
         }
         auto it = rows.find(e.name);
-        const bool included
-            = SyncEntry(sourceFd, target, rel, e.name, it == rows.end() ? nullptr : &it->second,
-                sourceStats.empty() ? nullptr : &sourceStats[i]);
-        kept.emplace(e.name, !included);
+        SyncEntry(sourceFd, target, rel, e.name, it == rows.end() ? nullptr : &it->second,
+            sourceStats.empty() ? nullptr : &sourceStats[i]);
     }
     CloseFolder(target);
     if (result.interrupted)
         return;
 
+    // Every source name but the pass's own folders was met above.
     if (targetFd >= 0 && options.deleteExtra) {
         for (const fs::FolderEntry& e : targetEntries) {
-            if (e.name == kWorkFolder || e.name == kBackupFolder || kept.count(e.name))
+            if (e.name == kWorkFolder || e.name == kBackupFolder || inSource(e.name))
                 continue;
             // What the rule excludes is not ours to delete.
             if (Excluded(e.name))
@@ -648,7 +675,7 @@ void MirrorPass::Private::SyncFolder(int sourceFd, int targetFd, const std::stri
     // Rows of names the source no longer has describe nothing.
     if (journal && journal->IsOpen() && !options.dryRun) {
         for (const auto& row : rows) {
-            if (!kept.count(row.first))
+            if (!inSource(row.first) || row.first == kWorkFolder || row.first == kBackupFolder)
                 journal->Remove(rel, row.first);
         }
     }
@@ -710,8 +737,8 @@ void MirrorPass::Private::DeleteFromTarget(
     Report(EntryAction::Deleted, path, 0);
 }
 
-bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
-    const std::string& name, const JournalRow* row, const std::pair<int, EntryStat>* taken)
+void MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const std::string& rel,
+    const std::string& name, const JournalRow* row, const StatResult* taken)
 {
     const std::string path = joinPath(rel, name);
     if (Excluded(name)) {
@@ -720,15 +747,15 @@ bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const st
             Log(sync::core::action::ItemSkipped, path, name,
                 sync::core::actionDetails::ItemExcluded, { displayText(path) });
         Report(EntryAction::Excluded, path, 0);
-        return false;
+        return;
     }
     EntryStat s = taken ? taken->second : EntryStat();
     int r = taken ? taken->first : fs::StatAt(sourceFd, name.c_str(), s);
     if (r == -ENOENT)
-        return true; // gone since the listing: nothing to mirror
+        return; // gone since the listing: nothing to mirror
     if (r != 0) {
         Fail(path, QStringLiteral("cannot read: %1").arg(errorText(r)));
-        return true;
+        return;
     }
     switch (s.type) {
     case EntryStat::Folder:
@@ -754,7 +781,6 @@ bool MirrorPass::Private::SyncEntry(int sourceFd, TargetFolder& target, const st
         Fail(path, QStringLiteral("%1 is not mirrored").arg(QString::fromLatin1(typeName(s.type))));
         break;
     }
-    return true;
 }
 
 void MirrorPass::Private::SyncSubfolder(int sourceFd, TargetFolder& target, const std::string& rel,
