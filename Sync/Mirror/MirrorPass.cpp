@@ -204,6 +204,16 @@ std::ptrdiff_t findByName(const std::vector<fs::FolderEntry>& entries, const std
     return it != entries.end() && it->name == name ? it - entries.begin() : -1;
 }
 
+// The journal vouches for a file's content only while both sides are exactly as it
+// recorded them.
+bool journalHolds(const JournalRow* row, const EntryStat& s, const EntryStat& t)
+{
+    return row && t.type == EntryStat::File && row->type == EntryStat::File && row->size == s.size
+        && row->mtimeNs == s.mtimeNs && row->sourceInode == s.inode && row->sourceDevice == s.device
+        && t.inode == row->targetInode && t.device == row->targetDevice && t.size == row->targetSize
+        && t.mtimeNs == row->targetMtimeNs;
+}
+
 } // namespace
 
 class Q_DECL_HIDDEN MirrorPass::Private
@@ -893,20 +903,6 @@ void MirrorPass::Private::SyncLink(int sourceFd, TargetFolder& target, const std
         { displayText(path), QString::number(text.size()) });
     Report(EntryAction::Linked, path, qint64(text.size()));
 }
-
-namespace {
-
-// The journal vouches for a file's content only while both sides are exactly as it
-// recorded them.
-bool journalHolds(const JournalRow* row, const EntryStat& s, const EntryStat& t)
-{
-    return row && t.type == EntryStat::File && row->type == EntryStat::File && row->size == s.size
-        && row->mtimeNs == s.mtimeNs && row->sourceInode == s.inode && row->sourceDevice == s.device
-        && t.inode == row->targetInode && t.device == row->targetDevice && t.size == row->targetSize
-        && t.mtimeNs == row->targetMtimeNs;
-}
-
-} // namespace
 
 bool MirrorPass::Private::SyncFile(int sourceFd, TargetFolder& target, const std::string& rel,
     const std::string& name, const EntryStat& s, const JournalRow* row)

@@ -94,7 +94,7 @@ struct KVSYNCMIRROR_EXPORT MirrorResult
     /// Set when the history is not whole: action rows lost or the database damaged.
     QString historyError;
     /// One per entry not mirrored, in walk order but for small files, which come when
-    /// their copy ends.
+    /// their copy or comparison ends.
     QVector<MirrorFailure> failures;
 
     /// 0 success, 1 failure (fatal or history), 23 completed with per-entry failures.
@@ -137,8 +137,9 @@ struct KVSYNCMIRROR_EXPORT MirrorProgress
  *
  * Run() is synchronous and runs on the calling thread; callbacks run on it
  * too. In a large folder the target's entries are stat'ed on a short-lived
- * second thread while the calling thread stats the source's. Files below
- * 1 MiB are copied on a worker thread of the pass while the calling thread
+ * second thread, which then helps with the source's, while the calling thread
+ * reads the journal. Files below 1 MiB are copied (and, when their content is
+ * compared, compared) on a worker thread of the pass while the calling thread
  * walks on (which copies some too rather than wait for the worker); each is
  * reported (callbacks, history, failures) on the calling thread when its copy
  * ends, so after entries that follow it in the walk, but always before its
